@@ -1,0 +1,29 @@
+#ifndef VEXACORE_IMAGE_FILE_H
+#define VEXACORE_IMAGE_FILE_H
+
+#include "vexacore/export.h"
+#include "vexacore/geometry.h"
+
+namespace vexa {
+
+// Image file formats. The values 0 and 8 are permanent.
+enum class FileFormat {
+    FromName = 0, // by the name's ending, ".ics", ".tif" or ".tiff", in any case
+    Ics = 1,      // ICS 2.0, header and data in one file
+    Tiff = 2,     // TIFF, one page per slice
+    Labeled = 8   // ".ics" with 16-bit labels and ".l3d" with the components; the name has no ending
+};
+
+// What a file tells of its image without its voxels.
+struct ImageHeader {
+    Vector3d<unsigned int> size; // voxels per axis
+    Vector3d<float> offset;      // world position of the first voxel, in microns
+    Resolution resolution;       // voxels per micron; undefined when the file has no scale
+};
+
+// Reads only the header of the image file. Throws IOException when the file is missing or not such a file.
+VEXA_API ImageHeader ReadImageHeader(char const * path, FileFormat format);
+
+} // namespace vexa
+
+#endif

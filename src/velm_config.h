@@ -1,0 +1,157 @@
+#ifndef VELM_CONFIG_H
+#define VELM_CONFIG_H
+
+// How description files are opened, read and written. Internal to the library.
+
+#include "velm_log_macros.h"
+
+#include <optional>
+#include <type_traits>
+#include <wx/fileconf.h>
+#include <wx/string.h>
+
+namespace velm::config {
+
+// Whether "$NAME" in a value is replaced from the environment. Record files keep their texts as they are;
+// the installation's own files (ini, profiles, hardware, optics) let their authors use variables.
+enum class Expansion { Off, On };
+
+// A description file, opened by the one convention of all of them: no application, vendor or global file,
+// relative group paths. Nothing is written before Flush or destruction. A file that doesn't exist reads as
+// empty.
+class DescriptionFile : public wxFileConfig {
+  public:
+    explicit DescriptionFile(wxString const & path, Expansion expansion = Expansion::Off);
+};
+
+// Steps into a group by a relative path, and back out at the end of the scope.
+class GroupScope {
+  public:
+    GroupScope(wxConfigBase & config, wxString const & group) : _config(config) { _config.SetPath(group); }
+    ~GroupScope() { _config.SetPath(".."); }
+    GroupScope(GroupScope const &) = delete;
+    GroupScope & operator=(GroupScope const &) = delete;
+
+  private:
+    wxConfigBase & _config;
+};
+
+// The entry at the key, or nothing when it is missing, is not of the type, or does not fit it: numbers are
+// read as the widest type and checked before they are narrowed.
+template <typename T>
+std::optional<T> Read(wxConfigBase const & config, wxString const & key);
+
+template <>
+std::optional<wxString> Read(wxConfigBase const & config, wxString const & key);
+template <>
+std::optional<bool> Read(wxConfigBase const & config, wxString const & key);
+template <>
+std::optional<long> Read(wxConfigBase const & config, wxString const & key);
+template <>
+std::optional<int> Read(wxConfigBase const & config, wxString const & key);
+template <>
+std::optional<unsigned short> Read(wxConfigBase const & config, wxString const & key);
+template <>
+std::optional<unsigned long> Read(wxConfigBase const & config, wxString const & key);
+template <>
+std::optional<double> Read(wxConfigBase const & config, wxString const & key);
+template <>
+std::optional<float> Read(wxConfigBase const & config, wxString const & key);
+
+// The same with a default in place of nothing.
+template <typename T>
+T ReadOr(wxConfigBase const & config, wxString const & key, T const & otherwise)
+{
+    return Read<T>(config, key).value_or(otherwise);
+}
+wxString ReadOr(wxConfigBase const & config, wxString const & key, char const * otherwise);
+
+// Writes the entry; false when the configuration refuses it.
+bool Write(wxConfigBase & config, wxString const & key, wxString const & value);
+bool Write(wxConfigBase & config, wxString const & key, char const * value);
+bool Write(wxConfigBase & config, wxString const & key, bool value);
+bool Write(wxConfigBase & config, wxString const & key, int value);
+bool Write(wxConfigBase & config, wxString const & key, long value);
+bool Write(wxConfigBase & config, wxString const & key, unsigned short value);
+bool Write(wxConfigBase & config, wxString const & key, unsigned long value);
+bool Write(wxConfigBase & config, wxString const & key, double value); // six significant digits, C form
+
+// Calls visit(name) for each group at the current path, in the configuration's order, with the path inside
+// the group during the call.
+template <typename Visit>
+void ForEachGroup(wxConfigBase & config, Visit visit)
+{
+    wxString name;
+    long cookie = 0;
+    for (bool more = config.GetFirstGroup(name, cookie); more; more = config.GetNextGroup(name, cookie)) {
+        GroupScope const scope(config, name);
+        visit(name);
+    }
+}
+
+// The names of all entries at the current path, in the configuration's order: sorted, ignoring case.
+wxArrayString EntryNames(wxConfigBase const & config);
+
+// Reads the entries of a record that goes on after a bad one, and logs each compulsory entry that is missing
+// as "<prefix>Compulsory entry <key> not defined.".
+class RecordReader {
+  public:
+    RecordReader(wxConfigBase const & config, char const * prefix) : _config(config), _prefix(prefix) {}
+
+    // Leaves the value as it is when the entry is missing.
+    template <typename T>
+    RecordReader & Compulsory(char const * key, T & value)
+    {
+        if (auto const read = Read<T>(_config, key)) {
+            value = *read;
+        } else {
+            VELM_LOG_ERROR("%sCompulsory entry %s not defined.", _prefix, key);
+            _ok = false;
+        }
+        return *this;
+    }
+
+    template <typename T, typename Default>
+    RecordReader & Optional(char const * key, T & value, Default const & otherwise)
+    {
+        value = ReadOr(_config, key, T(otherwise));
+        return *this;
+    }
+
+    // Whether every compulsory entry was there.
+    bool IsOk() const { return _ok; }
+
+  private:
+    wxConfigBase const & _config;
+    char const * _prefix;
+    bool _ok = true;
+};
+
+// Writes the entries of a record that goes on after a refused one, and logs each refusal as
+// "<prefix>Entry <key> not saved.".
+class RecordWriter {
+  public:
+    RecordWriter(wxConfigBase & config, char const * prefix) : _config(config), _prefix(prefix) {}
+
+    template <typename T>
+    RecordWriter & Entry(char const * key, T const & value)
+    {
+        if (!Write(_config, key, value)) {
+            VELM_LOG_ERROR("%sEntry %s not saved.", _prefix, key);
+            _ok = false;
+        }
+        return *this;
+    }
+
+    // Whether every entry was taken.
+    bool IsOk() const { return _ok; }
+
+  private:
+    wxConfigBase & _config;
+    char const * _prefix;
+    bool _ok = true;
+};
+
+} // namespace velm::config
+
+#endif

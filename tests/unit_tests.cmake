@@ -1,0 +1,2 @@
+# Foundations
+velm_test(velm_list_test)
