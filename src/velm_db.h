@@ -53,6 +53,8 @@ class VELM_API VELM_Database : public VELM_Class {
 
     // Loads the directory. Throws VELM_DBError.
     explicit VELM_Database(wxString const & directory);
+    VELM_Database(VELM_Database const &) = default;
+    VELM_Database & operator=(VELM_Database const &) = default;
     ~VELM_Database() override;
 
     // Loads all tables again. Unknown filters are forgotten; unknown markers keep their ids. Throws
@@ -90,6 +92,9 @@ class VELM_API VELM_Database : public VELM_Class {
     std::vector<VELM_ObjectiveInfo> const & GetObjectiveList() const { return _objectives; }
 
   private:
+    // Index in the table, or the id as an unknown filter.
+    long FindFilter(std::vector<VELM_FilterInfo> const & table, wxString const & desc, bool & found);
+
     // 1000 or more for a text that the catalogue lacks, registered on first sight.
     long FindUnknownFilter(wxString const & desc);
     long FindUnknownMarker(wxString const & name);

@@ -1,2 +1,5 @@
 # Foundations
 velm_test(velm_list_test)
+
+# Reference data
+velm_test(velm_db_test)
