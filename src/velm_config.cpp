@@ -1,6 +1,7 @@
 #include "velm_config.h"
 
 #include <limits>
+#include <wx/mstream.h>
 
 namespace velm::config {
 
@@ -9,6 +10,17 @@ DescriptionFile::DescriptionFile(wxString const & path, Expansion expansion)
                    wxConvAuto())
 {
     SetExpandEnvVars(expansion == Expansion::On);
+}
+
+bool DescriptionFile::Close()
+{
+    wxLogNull const quiet; // the caller words the failure, once
+    if (Flush()) {
+        return true;
+    }
+    wxMemoryOutputStream given_up;
+    Save(given_up); // marks everything as saved
+    return false;
 }
 
 namespace {

@@ -3,6 +3,7 @@
 
 // How description files are opened, read and written. Internal to the library.
 
+#include "velm_export.h"
 #include "velm_log_macros.h"
 
 #include <optional>
@@ -19,9 +20,14 @@ enum class Expansion { Off, On };
 // A description file, opened by the one convention of all of them: no application, vendor or global file,
 // relative group paths. Nothing is written before Flush or destruction. A file that doesn't exist reads as
 // empty.
-class DescriptionFile : public wxFileConfig {
+class VELM_API DescriptionFile : public wxFileConfig {
   public:
     explicit DescriptionFile(wxString const & path, Expansion expansion = Expansion::Off);
+
+    // Writes what has changed, once: true when it is on disk, also when there was nothing to write. On
+    // failure what was not written is given up, since a file that refused it now would refuse it again at
+    // destruction.
+    bool Close();
 };
 
 // Steps into a group by a relative path, and back out at the end of the scope.
@@ -42,21 +48,21 @@ template <typename T>
 std::optional<T> Read(wxConfigBase const & config, wxString const & key);
 
 template <>
-std::optional<wxString> Read(wxConfigBase const & config, wxString const & key);
+VELM_API std::optional<wxString> Read(wxConfigBase const & config, wxString const & key);
 template <>
-std::optional<bool> Read(wxConfigBase const & config, wxString const & key);
+VELM_API std::optional<bool> Read(wxConfigBase const & config, wxString const & key);
 template <>
-std::optional<long> Read(wxConfigBase const & config, wxString const & key);
+VELM_API std::optional<long> Read(wxConfigBase const & config, wxString const & key);
 template <>
-std::optional<int> Read(wxConfigBase const & config, wxString const & key);
+VELM_API std::optional<int> Read(wxConfigBase const & config, wxString const & key);
 template <>
-std::optional<unsigned short> Read(wxConfigBase const & config, wxString const & key);
+VELM_API std::optional<unsigned short> Read(wxConfigBase const & config, wxString const & key);
 template <>
-std::optional<unsigned long> Read(wxConfigBase const & config, wxString const & key);
+VELM_API std::optional<unsigned long> Read(wxConfigBase const & config, wxString const & key);
 template <>
-std::optional<double> Read(wxConfigBase const & config, wxString const & key);
+VELM_API std::optional<double> Read(wxConfigBase const & config, wxString const & key);
 template <>
-std::optional<float> Read(wxConfigBase const & config, wxString const & key);
+VELM_API std::optional<float> Read(wxConfigBase const & config, wxString const & key);
 
 // The same with a default in place of nothing.
 template <typename T>
@@ -64,17 +70,18 @@ T ReadOr(wxConfigBase const & config, wxString const & key, T const & otherwise)
 {
     return Read<T>(config, key).value_or(otherwise);
 }
-wxString ReadOr(wxConfigBase const & config, wxString const & key, char const * otherwise);
+VELM_API wxString ReadOr(wxConfigBase const & config, wxString const & key, char const * otherwise);
 
 // Writes the entry; false when the configuration refuses it.
-bool Write(wxConfigBase & config, wxString const & key, wxString const & value);
-bool Write(wxConfigBase & config, wxString const & key, char const * value);
-bool Write(wxConfigBase & config, wxString const & key, bool value);
-bool Write(wxConfigBase & config, wxString const & key, int value);
-bool Write(wxConfigBase & config, wxString const & key, long value);
-bool Write(wxConfigBase & config, wxString const & key, unsigned short value);
-bool Write(wxConfigBase & config, wxString const & key, unsigned long value);
-bool Write(wxConfigBase & config, wxString const & key, double value); // six significant digits, C form
+VELM_API bool Write(wxConfigBase & config, wxString const & key, wxString const & value);
+VELM_API bool Write(wxConfigBase & config, wxString const & key, char const * value);
+VELM_API bool Write(wxConfigBase & config, wxString const & key, bool value);
+VELM_API bool Write(wxConfigBase & config, wxString const & key, int value);
+VELM_API bool Write(wxConfigBase & config, wxString const & key, long value);
+VELM_API bool Write(wxConfigBase & config, wxString const & key, unsigned short value);
+VELM_API bool Write(wxConfigBase & config, wxString const & key, unsigned long value);
+VELM_API bool Write(wxConfigBase & config, wxString const & key,
+                    double value); // six significant digits, C form
 
 // Calls visit(name) for each group at the current path, in the configuration's order, with the path inside
 // the group during the call.
@@ -90,7 +97,7 @@ void ForEachGroup(wxConfigBase & config, Visit visit)
 }
 
 // The names of all entries at the current path, in the configuration's order: sorted, ignoring case.
-wxArrayString EntryNames(wxConfigBase const & config);
+VELM_API wxArrayString EntryNames(wxConfigBase const & config);
 
 // Reads the entries of a record that goes on after a bad one, and logs each compulsory entry that is missing
 // as "<prefix>Compulsory entry <key> not defined.".

@@ -44,8 +44,8 @@ void LogMultiTarget::ActivateTarget(wxString const & name, bool active)
 {
     Target * const target = FindTarget(name);
     if (target == nullptr) {
-        Log::Warning(detail::EscapePercent(
-            wxString::Format("%s: Target %s does not exist.", VELM_FUNCTION, name)));
+        Log::Warning(
+            detail::EscapePercent(wxString::Format("%s: Target %s does not exist.", VELM_FUNCTION, name)));
         return;
     }
     target->active = active;
@@ -55,8 +55,8 @@ void LogMultiTarget::DeleteTarget(wxString const & name)
 {
     Target * const target = FindTarget(name);
     if (target == nullptr) {
-        Log::Warning(detail::EscapePercent(
-            wxString::Format("%s: Target %s does not exist.", VELM_FUNCTION, name)));
+        Log::Warning(
+            detail::EscapePercent(wxString::Format("%s: Target %s does not exist.", VELM_FUNCTION, name)));
         return;
     }
     auto const place = std::find_if(_targets.begin(), _targets.end(),

@@ -39,8 +39,8 @@ int prompt::ChooseOne(wxString const & text, wxString const & caption, wxArraySt
     return wxGetSingleChoiceIndex(text, caption, choices, nullptr, -1, -1, true, 200, 150, 0);
 }
 
-long prompt::AskNumber(wxString const & message, wxString const & prompt, wxString const & caption, long value,
-                       long min, long max)
+long prompt::AskNumber(wxString const & message, wxString const & prompt, wxString const & caption,
+                       long value, long min, long max)
 {
     if (!IsInteractive()) {
         VELM_LOG_MESSAGE("%s", message);

@@ -8,6 +8,8 @@
 // to the log, at warning level for the exclamation icon, error level for the error icon and message level
 // otherwise, and takes the answer that changes nothing.
 
+#include "velm_export.h"
+
 #include <memory>
 #include <wx/arrstr.h>
 #include <wx/defs.h>
@@ -19,23 +21,23 @@ class wxWindow;
 namespace velm::prompt {
 
 // Whether somebody can be asked: a GUI application runs.
-bool IsInteractive();
+VELM_API bool IsInteractive();
 
 // Shows a message box of the toolkit's styles and gives the button's id, such as wxYES. Unattended: wxCANCEL
 // when the style has that button, else wxNO when it has that, else wxOK.
-int ShowMessage(wxString const & text, wxString const & caption, long style = wxOK | wxCENTRE,
-                wxWindow * parent = nullptr);
+VELM_API int ShowMessage(wxString const & text, wxString const & caption, long style = wxOK | wxCENTRE,
+                         wxWindow * parent = nullptr);
 
 // Shows a list of 200 by 150 pixels in the middle of the screen, the first item preselected, and gives the
 // chosen index; -1 when cancelled. Unattended: -1.
-int ChooseOne(wxString const & text, wxString const & caption, wxArrayString const & choices);
+VELM_API int ChooseOne(wxString const & text, wxString const & caption, wxArrayString const & choices);
 
 // Asks for a number from min to max; -1 when cancelled. Unattended: -1.
-long AskNumber(wxString const & message, wxString const & prompt, wxString const & caption, long value,
-               long min, long max);
+VELM_API long AskNumber(wxString const & message, wxString const & prompt, wxString const & caption,
+                        long value, long min, long max);
 
 // Shows a busy box as long as it lives. Unattended: one log line.
-class BusyBox {
+class VELM_API BusyBox {
   public:
     explicit BusyBox(wxString const & text, wxWindow * parent = nullptr);
     ~BusyBox();

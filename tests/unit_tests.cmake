@@ -1,5 +1,11 @@
 # Foundations
+velm_test(velm_config_test)
+velm_test(velm_error_test)
 velm_test(velm_list_test)
 
 # Reference data
 velm_test(velm_db_test)
+velm_test(velm_log_test)
+velm_test(velm_paths_test)
+velm_test(velm_prompt_test)
+velm_test(velm_tools_test)

@@ -123,7 +123,8 @@ TEST(VelmList, InsertOfAnIdAlreadyPresentFailsWithAMessage)
         log.Lines(),
         (std::vector<LogLine>{
             Error("velm::VELM_List<class velm::VELM_Thing>::Insert: Item with id=1 is already in the list"),
-            Error("velm::VELM_List<class velm::VELM_Thing>::Insert: Item with id=2 is already in the list")}));
+            Error(
+                "velm::VELM_List<class velm::VELM_Thing>::Insert: Item with id=2 is already in the list")}));
 }
 
 TEST(VelmList, GetIndexOfAnEmptyListIsMinusOne)

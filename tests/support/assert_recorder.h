@@ -42,7 +42,8 @@ void FailOnAssertions();
 
 } // namespace velm::test
 
-// The condition of the assertion that the statement trips; empty when it trips none. The statement ends there.
+// The condition of the assertion that the statement trips; empty when it trips none. The statement ends
+// there.
 #define VELM_TRIPPED_BY(statement)                                                                           \
     [&]() -> std::string {                                                                                   \
         ::velm::test::AssertThrower const thrower;                                                           \

@@ -20,9 +20,18 @@ struct LogLine {
 
 std::ostream & operator<<(std::ostream & out, LogLine const & line);
 
-inline LogLine Error(std::string text) { return {'E', std::move(text), {}}; }
-inline LogLine Warning(std::string text) { return {'W', std::move(text), {}}; }
-inline LogLine Message(std::string text) { return {'M', std::move(text), {}}; }
+inline LogLine Error(std::string text)
+{
+    return {'E', std::move(text), {}};
+}
+inline LogLine Warning(std::string text)
+{
+    return {'W', std::move(text), {}};
+}
+inline LogLine Message(std::string text)
+{
+    return {'M', std::move(text), {}};
+}
 
 // Collects everything that is logged while it lives, in place of the active log. Compare Lines() with the
 // exact list of lines expected: levels and texts count, functions don't.
