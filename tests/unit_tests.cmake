@@ -9,3 +9,6 @@ velm_test(velm_log_test)
 velm_test(velm_paths_test)
 velm_test(velm_prompt_test)
 velm_test(velm_tools_test)
+
+# Records
+velm_test(velm_coords_test)
