@@ -12,3 +12,5 @@ velm_test(velm_tools_test)
 
 # Records
 velm_test(velm_coords_test)
+# The image library
+velm_test(vexacore_image_file_test)

@@ -48,10 +48,7 @@ class VEXA_API Image3d {
     unsigned int GetSizeZ() const { return size.z; }
 
     // Number of voxels.
-    std::size_t GetCount() const
-    {
-        return std::size_t{size.x} * std::size_t{size.y} * std::size_t{size.z};
-    }
+    std::size_t GetCount() const { return std::size_t{size.x} * std::size_t{size.y} * std::size_t{size.z}; }
 
     // Linear index of a voxel.
     std::size_t GetIndex(unsigned int x, unsigned int y, unsigned int z) const
@@ -95,14 +92,15 @@ class VEXA_API Image3d {
     // Reads the file, or only the box of it when box is not null, as T: 8-bit files widen to 16 bits, while
     // 16-bit files do not read into an 8-bit image. Offset and resolution come from the file, moved by the
     // box, unless world_offset or res give others. A set keep_geometry leaves both as they are. page is the
-    // first slice to read, and -1 means all.
-    // Throws IOException on failure, InternalException never, std::bad_alloc when there is no room; the
-    // image is then unchanged.
+    // only slice to read, within the box when there is one, and -1 means all.
+    // Throws IOException on failure, also when the box or the page reaches outside the file's image, and
+    // std::bad_alloc when there is no room; the image is then unchanged.
     void ReadImage(char const * path, Box const * box, bool keep_geometry, int page,
                    Vector3d<float> const * world_offset, Resolution const * res);
 
     // Writes the image, or only the box of it when box is not null. compress: gzip for ICS, deflate for
-    // TIFF. The file appears under its name only when it is complete. Throws IOException on failure.
+    // TIFF. The file appears under its name only when it is complete. Throws IOException on failure, also for
+    // an image without voxels, and InternalException when the box reaches outside the image.
     void SaveImage(char const * path, FileFormat format, bool compress, Box const * box) const;
 
   private:

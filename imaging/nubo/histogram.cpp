@@ -1,0 +1,190 @@
+#include "nubo/histogram.h"
+
+#include "vexacore/exceptions.h"
+#include "vexacore/file_io.h"
+
+#include <algorithm>
+#include <libdeflate.h>
+#include <limits>
+#include <string>
+#include <utility>
+#include <wx/filefn.h>
+
+namespace nubo {
+
+namespace {
+
+constexpr char magic[] = {'N', 'U', 'B', 'O', 'H', 'I', 'S', 'T'};
+constexpr std::uint32_t version = 1;
+
+// A run of one counter takes 12 bytes, and no more than every other one can begin a run.
+constexpr std::uint64_t largest_file = 1U << 20;
+
+void PutNumber(std::string & out, std::uint32_t number)
+{
+    for (unsigned int shift = 0; shift < 32; shift += 8) {
+        out += static_cast<char>(static_cast<unsigned char>(number >> shift));
+    }
+}
+
+std::uint32_t NumberAt(std::string const & text, std::size_t position)
+{
+    std::uint32_t number = 0;
+    for (unsigned int i = 0; i < 4; ++i) {
+        number |= std::uint32_t{static_cast<unsigned char>(text[position + i])} << (8 * i);
+    }
+    return number;
+}
+
+// Takes numbers off the front of the file's content. Past its end they are 0 and IsGood is false.
+class NumberReader {
+  public:
+    explicit NumberReader(std::string const & content) : _content(content) {}
+
+    std::uint32_t Take()
+    {
+        if (_content.size() - _position < 4) {
+            _good = false;
+            return 0;
+        }
+        _position += 4;
+        return NumberAt(_content, _position - 4);
+    }
+
+    void Skip(std::size_t bytes) { _position = std::min(_content.size(), _position + bytes); }
+    std::size_t GetPosition() const { return _position; }
+    bool IsGood() const { return _good; }
+
+  private:
+    std::string const & _content;
+    std::size_t _position = 0;
+    bool _good = true;
+};
+
+// The runs of counters that are not 0: how many zeros lie before, how many counters follow, the counters.
+void PutRuns(std::string & out, std::vector<std::uint32_t> const & bins)
+{
+    auto const is_set = [](std::uint32_t counter) { return counter != 0; };
+    auto position = bins.begin();
+    while (true) {
+        auto const begin = std::find_if(position, bins.end(), is_set);
+        if (begin == bins.end()) {
+            return;
+        }
+        auto const end = std::find_if_not(begin, bins.end(), is_set);
+        PutNumber(out, static_cast<std::uint32_t>(begin - position));
+        PutNumber(out, static_cast<std::uint32_t>(end - begin));
+        std::for_each(begin, end, [&](std::uint32_t counter) { PutNumber(out, counter); });
+        position = end;
+    }
+}
+
+bool TakeRuns(NumberReader & reader, std::size_t content_end, std::vector<std::uint32_t> & bins)
+{
+    std::size_t position = 0;
+    while (reader.IsGood() && reader.GetPosition() < content_end) {
+        std::size_t const zeros = reader.Take();
+        std::size_t const length = reader.Take();
+        if (zeros > bins.size() - position || length > bins.size() - position - zeros || length == 0) {
+            return false;
+        }
+        position += zeros;
+        for (std::size_t i = 0; i < length; ++i) {
+            bins[position++] = reader.Take();
+        }
+    }
+    return reader.IsGood();
+}
+
+} // namespace
+
+template <typename T>
+Histogram<T>::Histogram() = default;
+
+template <typename T>
+Histogram<T>::Histogram(Histogram const &) = default;
+
+template <typename T>
+Histogram<T>::Histogram(Histogram &&) noexcept = default;
+
+template <typename T>
+Histogram<T> & Histogram<T>::operator=(Histogram const &) = default;
+
+template <typename T>
+Histogram<T> & Histogram<T>::operator=(Histogram &&) noexcept = default;
+
+template <typename T>
+Histogram<T>::~Histogram() = default;
+
+template <typename T>
+void Histogram<T>::Init(T low, T high, std::size_t bins)
+{
+    if (low > high || bins == 0 || bins > static_cast<std::size_t>(high - low) + 1) {
+        throw vexa::InternalException("The bins of a histogram don't fit its range");
+    }
+    _bins.assign(bins, 0);
+    _low = low;
+    _high = high;
+}
+
+template <typename T>
+bool Histogram<T>::Save(wxString const & path) const
+{
+    std::string content(magic, sizeof(magic));
+    PutNumber(content, version);
+    PutNumber(content, _low);
+    PutNumber(content, _high);
+    PutNumber(content, static_cast<std::uint32_t>(_bins.size()));
+    PutRuns(content, _bins);
+    PutNumber(content, libdeflate_crc32(0, content.data(), content.size()));
+    try {
+        vexa::OutputFile file(path.fn_str());
+        file.Write(content.data(), content.size());
+        file.Commit();
+        return true;
+    } catch (vexa::IOException const &) {
+        return false;
+    }
+}
+
+template <typename T>
+bool Histogram<T>::Load(wxString const & path)
+{
+    std::string content;
+    try {
+        content = vexa::InputFile(path.fn_str()).ReadAll(largest_file);
+    } catch (vexa::IOException const &) {
+        return false;
+    }
+    constexpr std::size_t smallest = sizeof(magic) + 5 * sizeof(std::uint32_t);
+    if (content.size() < smallest || !std::equal(std::begin(magic), std::end(magic), content.begin())) {
+        return false;
+    }
+    std::size_t const end = content.size() - sizeof(std::uint32_t);
+    if (NumberAt(content, end) != libdeflate_crc32(0, content.data(), end)) {
+        return false;
+    }
+    NumberReader reader(content);
+    reader.Skip(sizeof(magic));
+    std::uint32_t const found_version = reader.Take();
+    std::uint32_t const low = reader.Take();
+    std::uint32_t const high = reader.Take();
+    std::uint32_t const bins = reader.Take();
+    if (found_version != version || low > high || high > std::numeric_limits<T>::max() ||
+        bins > high - low + 1) {
+        return false;
+    }
+    Histogram loaded;
+    loaded._low = static_cast<T>(low);
+    loaded._high = static_cast<T>(high);
+    loaded._bins.assign(bins, 0);
+    if (!TakeRuns(reader, end, loaded._bins)) {
+        return false;
+    }
+    *this = std::move(loaded);
+    return true;
+}
+
+template class VEXA_API Histogram<unsigned short>;
+
+} // namespace nubo
