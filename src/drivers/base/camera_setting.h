@@ -99,8 +99,8 @@ class VELM_API VELM_CameraSetting {
     wxString GetDriverName() const { return _driver_name; }
 
     // Frame size in image pixels (binned).
-    int GetSerSize() const { return (_s2 - _s1 + 1) / _sbin; }
-    int GetParSize() const { return (_p2 - _p1 + 1) / _pbin; }
+    int GetSerSize() const { return static_cast<int>((long{_s2} - _s1 + 1) / _sbin); }
+    int GetParSize() const { return static_cast<int>((long{_p2} - _p1 + 1) / _pbin); }
 
     // The second and third texts of each entry in the extra string.
     void GetAdditionalParams(wxArrayString & second, wxArrayString & third) const;
