@@ -109,7 +109,15 @@ class RecordReader {
     template <typename T>
     RecordReader & Compulsory(char const * key, T & value)
     {
-        if (auto const read = Read<T>(_config, key)) {
+        return Compulsory(key, value, [](T const &) { return true; });
+    }
+
+    // The same for an entry that has to pass a test too: one that doesn't counts as missing.
+    template <typename T, typename Fits>
+    RecordReader & Compulsory(char const * key, T & value, Fits const & fits)
+    {
+        auto const read = Read<T>(_config, key);
+        if (read && fits(*read)) {
             value = *read;
         } else {
             VELM_LOG_ERROR("%sCompulsory entry %s not defined.", _prefix, key);

@@ -72,8 +72,6 @@ class VELM_API VELM_CorrectionSettings {
     VELM_CorrectionSettings();
     VELM_CorrectionSettings(VELM_CorrectionSettings const & other);
     VELM_CorrectionSettings & operator=(VELM_CorrectionSettings const & other);
-    VELM_CorrectionSettings(VELM_CorrectionSettings &&) noexcept = default;
-    VELM_CorrectionSettings & operator=(VELM_CorrectionSettings &&) noexcept = default;
     ~VELM_CorrectionSettings();
 
     unsigned int GetCount() const { return static_cast<unsigned int>(_corrections.size()); }
