@@ -14,6 +14,9 @@ velm_test(velm_db_test)
 velm_test(velm_coords_test)
 velm_test(velm_correction_settings_test)
 velm_test(velm_crop_params_test)
+velm_test(velm_deconv_job_table_test)
+velm_test(velm_group_test)
+velm_test(velm_object_param_test)
 velm_test(velm_time_interval_test)
 
 # The image library
