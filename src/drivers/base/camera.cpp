@@ -1,6 +1,7 @@
 #include "drivers/base/camera.h"
 
 #include "drivers/base/sensor_region.h"
+#include "velm_frame_buffer.h"
 #include "velm_log_macros.h"
 
 #include <wx/debug.h>
@@ -55,6 +56,18 @@ void VELM_CameraControl::SetFullFrame()
     wxASSERT(_setting);
     _setting->SetRegion(0, 0, _CCD_ser_size - 1, _CCD_par_size - 1);
     ValidateRegion(_setting);
+}
+
+void VELM_CameraControl::StartSnap(VELM_FrameBuffer * buffer)
+{
+    wxASSERT(_setting);
+    wxASSERT(buffer);
+    ValidateRegion(_setting);
+    auto const width = static_cast<unsigned int>(_setting->GetSerSize());
+    auto const height = static_cast<unsigned int>(_setting->GetParSize());
+    buffer->Resize(width, height, _setting->GetSBin(), _setting->GetPBin(), _setting->GetS1(),
+                   _setting->GetP1());
+    StartFrameCapture(buffer->GetAddr(), width * height, buffer->GetFlipX(), buffer->GetFlipY());
 }
 
 void VELM_CameraControl::SetCCDSize(unsigned short ser_size, unsigned short par_size)
