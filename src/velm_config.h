@@ -116,12 +116,18 @@ class RecordReader {
     template <typename T, typename Fits>
     RecordReader & Compulsory(char const * key, T & value, Fits const & fits)
     {
-        auto const read = Read<T>(_config, key);
-        if (read && fits(*read)) {
-            value = *read;
-        } else {
+        if (!Take(key, value, fits)) {
             VELM_LOG_ERROR("%sCompulsory entry %s not defined.", _prefix, key);
-            _ok = false;
+        }
+        return *this;
+    }
+
+    // The same with words of its own for an entry that is missing, behind the prefix.
+    template <typename T>
+    RecordReader & Required(char const * key, T & value, char const * complaint)
+    {
+        if (!Take(key, value, [](T const &) { return true; })) {
+            VELM_LOG_ERROR("%s%s", _prefix, complaint);
         }
         return *this;
     }
@@ -137,6 +143,18 @@ class RecordReader {
     bool IsOk() const { return _ok; }
 
   private:
+    template <typename T, typename Fits>
+    bool Take(char const * key, T & value, Fits const & fits)
+    {
+        auto const read = Read<T>(_config, key);
+        if (!read || !fits(*read)) {
+            _ok = false;
+            return false;
+        }
+        value = *read;
+        return true;
+    }
+
     wxConfigBase const & _config;
     char const * _prefix;
     bool _ok = true;

@@ -28,7 +28,8 @@ class VELM_API VELM_List {
     virtual bool Add(T & item)
     {
         if (item._id == -1) {
-            item._id = _max_id + 1;
+            // Wraps behind the last id that a long can hold, which Insert then refuses.
+            item._id = static_cast<long>(static_cast<unsigned long>(_max_id) + 1);
         }
         return Insert(item);
     }

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cstdio>
 #include <libdeflate.h>
 #include <limits>
 #include <optional>
@@ -246,9 +247,9 @@ void LabeledImage3d<TLabel, TMask>::SaveImage(char const * path, FileFormat form
     }
     Image3d<TLabel>::SaveImage((name + ".ics").c_str(), FileFormat::Ics, true, nullptr);
     std::string const table = TableText(_displacement, FindComponents<Component>(*this));
-    char checksum[9] = {};
-    std::to_chars(checksum, checksum + sizeof(checksum),
-                  Checksum(table, this->begin(), this->GetCount() * sizeof(TLabel)), 16);
+    char checksum[9];
+    std::snprintf(checksum, sizeof(checksum), "%08x",
+                  Checksum(table, this->begin(), this->GetCount() * sizeof(TLabel)));
     std::string const text = std::string(version_line) + "checksum " + checksum + '\n' + table;
     OutputFile file((name + ".l3d").c_str());
     file.Write(text.data(), text.size());
