@@ -7,6 +7,7 @@
 #include "vexaalgo/lut.h"
 #include "vexacore/image3d.h"
 
+#include <cstddef>
 #include <wx/image.h>
 
 namespace velm {
@@ -72,6 +73,10 @@ class VELM_API VELM_FrameBuffer {
   private:
     void ComputeMappingParams();
     int GetShift(unsigned int index) const;
+
+    // Copies a row of pixels out as the picture shows it; position is that of its first pixel, and moves on
+    // to that of the next row's. row counts from 0 in the picture.
+    void CopyRow(unsigned int row, std::ptrdiff_t & position, unsigned short * target) const;
 
     unsigned short * _data = nullptr;
     unsigned int _dx = 0;

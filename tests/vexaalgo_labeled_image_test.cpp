@@ -134,6 +134,17 @@ TEST_F(LabeledImage, ReadsAPartWithTheComponentsOfThePart)
     EXPECT_EQ(part.offset, vexa::Vector3d<float>(1.5F, 2.5F, 4.0F));
 }
 
+TEST_F(LabeledImage, ReadsOneSliceAlone)
+{
+    Labels image = Sample();
+    image.SaveImage(Path().c_str(), FileFormat::Labeled);
+    Labels slice;
+    slice.ReadImage(Path().c_str(), nullptr, false, 2);
+    EXPECT_EQ(Voxels(slice), VoxelsOf(image, Box(0, 0, 2, 6, 5, 1)));
+    EXPECT_EQ(slice.GetDisplacement(), Ints(0, 0, 2));
+    EXPECT_EQ(slice.GetComponents(), (std::vector<Component>{{7, Box(5, 4, 0, 1, 1, 1), 1}}));
+}
+
 TEST_F(LabeledImage, RemovesAComponentAndNothingElse)
 {
     Labels image = Sample();

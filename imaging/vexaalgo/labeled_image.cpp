@@ -19,6 +19,8 @@ namespace {
 // The ".l3d" file: see docs/formats/l3d.md.
 constexpr std::string_view version_line = "velm labels 1\n";
 
+constexpr unsigned int all_pages = 0xFFFFFFFFU;
+
 // One line of a component is at most 99 characters, and there are at most 65,535 of them.
 constexpr std::uint64_t largest_table_file = std::uint64_t{8} << 20;
 
@@ -234,6 +236,9 @@ void LabeledImage3d<TLabel, TMask>::ReadImage(char const * path, Box const * box
     }
     if (box != nullptr) {
         result._displacement += box->offset;
+    }
+    if (page != all_pages) {
+        result._displacement.z += static_cast<int>(page);
     }
     *this = std::move(result);
 }

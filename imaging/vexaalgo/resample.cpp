@@ -107,13 +107,21 @@ void ResampleChannels(Image3d<Voxel> const & in, Image3d<Voxel> & out,
     std::size_t const plane_length = row_length * in.size.y;
     auto const * const source = reinterpret_cast<unsigned short const *>(in.GetFirstVoxelAddr());
     auto * target = reinterpret_cast<unsigned short *>(result.GetFirstVoxelAddr());
-    std::vector<double> plane(plane_length);
     std::vector<double> row(row_length);
-    for (Taps const & slice : slices) {
-        CombineLines(source, plane_length, slice, plane);
+    auto const combine_plane = [&](auto const * plane) {
         for (Taps const & line : rows) {
-            CombineLines(plane.data(), row_length, line, row);
+            CombineLines(plane, row_length, line, row);
             target = CombineColumns<Channels>(row, columns, target);
+        }
+    };
+    std::vector<double> mixture;
+    for (Taps const & slice : slices) {
+        if (slice.weights.size() == 1) { // a slice as it is, such as that of a thumbnail's source
+            combine_plane(source + slice.first * plane_length);
+        } else {
+            mixture.resize(plane_length);
+            CombineLines(source, plane_length, slice, mixture);
+            combine_plane(mixture.data());
         }
     }
     out = std::move(result);

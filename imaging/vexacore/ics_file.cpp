@@ -411,8 +411,9 @@ class IcsReader : public GreyReader {
 
     void InflateAll(unsigned char * target)
     {
-        std::vector<unsigned char> packed(static_cast<std::size_t>(_file.GetSize() - _ics.length));
-        _file.ReadAt(_ics.length, packed.data(), packed.size());
+        auto const length = static_cast<std::size_t>(_file.GetSize() - _ics.length);
+        std::unique_ptr<unsigned char[]> const packed(new unsigned char[length]); // not zeroed first
+        _file.ReadAt(_ics.length, packed.get(), length);
         std::unique_ptr<libdeflate_decompressor, decltype(&libdeflate_free_decompressor)> const inflater(
             libdeflate_alloc_decompressor(), &libdeflate_free_decompressor);
         if (inflater == nullptr) {
@@ -421,9 +422,8 @@ class IcsReader : public GreyReader {
         // Bytes behind the member are allowed, so the exact form, which reports how many it used.
         std::size_t used = 0;
         std::size_t made = 0;
-        libdeflate_result const result =
-            libdeflate_gzip_decompress_ex(inflater.get(), packed.data(), packed.size(), target,
-                                          static_cast<std::size_t>(_bytes), &used, &made);
+        libdeflate_result const result = libdeflate_gzip_decompress_ex(
+            inflater.get(), packed.get(), length, target, static_cast<std::size_t>(_bytes), &used, &made);
         if (result != LIBDEFLATE_SUCCESS || made != _bytes) {
             _file.Reject("the compressed voxels are damaged");
         }
