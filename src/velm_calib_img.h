@@ -64,7 +64,7 @@ class VELM_API VELM_Calibration_Image {
     // Takes the whole frame over and cuts the region image from it; when the region doesn't fit the frame,
     // that gives an error line and no region image. The camera setting must be there. The mean is not
     // touched.
-    void SetImage(Image * image);
+    void SetImage(Image * img);
 
     // The whole frame, null unless it is held.
     Image const * GetFullImage() const { return _full.get(); }
@@ -111,14 +111,8 @@ class VELM_API VELM_Calibration_Image {
     // The box of GetVOI; null for the whole frame.
     std::unique_ptr<vexa::Box> MakeVOI() const;
 
-    // The first sensor pixel that the region image shows, as the setting normalises its region.
-    void GetRegionOrigin(int & x1, int & y1) const;
-
-    // Cuts the region image from the whole frame. False, with an error line, when the box doesn't fit it.
-    bool CutRegion(Image const & full, vexa::Box const * voi);
-
-    // Reads the region image, or the whole frame when its mean is missing.
-    bool ReadRegion(VELM_Depository const & depository, vexa::Box * voi);
+    // Makes the region image from the whole frame; none, with an error line, when the box reaches outside it.
+    void CutRegion(Image const & full, vexa::Box const * voi);
 
     long _id = 0;
     std::unique_ptr<VELM_CameraSetting> _cam;

@@ -73,9 +73,9 @@ class VELM_API VELM_Channel {
     void SetCalibImage(VELM_Calibration_Image const * image);
     void TakeCalibImage(VELM_Calibration_Image * image);
 
-    // Makes the calibration image ready for use; it must be there. False when one has to be captured: then,
-    // if create_new is true, an empty one with the channel's camera setting stands in its place. Asks the
-    // user when the image's file can't be read.
+    // Makes the calibration image ready for use; it must be there, and a camera setting too. False when one
+    // has to be captured: then, if create_new is true, an empty one with the channel's camera setting stands
+    // in its place. Asks the user when the image's file can't be read.
     bool Calibrate(VELM_Depository const * depository, bool create_new);
 
     // Reads from the current path; what is missing takes its default, and the result is false when name,
@@ -85,7 +85,8 @@ class VELM_API VELM_Channel {
     bool Load(wxFileConfig & config, VELM_Database * db, VELM_Depository const * depository, bool load_calib,
               bool & all_known);
 
-    // Writes to the current path; false at the first refused entry. save_calib: whether the calibration image
+    // Writes to the current path; false at the first refused entry, with the path inside the camera setting's
+    // group when it is one of that. save_calib: whether the calibration image
     // is saved too, which may give that image its id.
     bool Save(wxFileConfig & config, VELM_Database const * db, VELM_Depository const * depository,
               bool save_calib) const;

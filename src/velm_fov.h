@@ -9,6 +9,7 @@
 #include "velm_hardware_params.h"
 #include "velm_time_interval.h"
 
+#include <cstddef>
 #include <vector>
 
 class wxFileConfig;
@@ -65,7 +66,7 @@ class VELM_API VELM_FOV {
     // The same, and its time starts now.
     void StartChannel(VELM_Channel const & channel);
 
-    // The time of the last channel, or of the one at the position, ends now.
+    // The time of the last channel, if there is one, or of the one at the position, ends now.
     void EndChannel();
     void EndChannel(unsigned int i);
 
@@ -93,6 +94,13 @@ class VELM_API VELM_FOV {
     bool Load(wxFileConfig & config, VELM_Database * db, VELM_Depository const * depository);
 
   private:
+    // Position of the channel. Throws VELM_Error when there is none; function: the caller's name, for the
+    // message.
+    std::size_t ChannelIndex(long id, char const * function) const;
+
+    // Whether every channel has a camera setting.
+    bool HasSettings() const;
+
     VELM_ChannelList _channels;
     VELM_Coord _coord;
     long _num_slices = 0;

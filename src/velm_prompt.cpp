@@ -30,6 +30,13 @@ int prompt::ShowMessage(wxString const & text, wxString const & caption, long st
     return (style & wxCANCEL) != 0 ? wxCANCEL : (style & wxNO) != 0 ? wxNO : wxOK;
 }
 
+void prompt::ShowLogged(wxString const & text)
+{
+    if (IsInteractive()) {
+        wxMessageBox(text);
+    }
+}
+
 int prompt::ChooseOne(wxString const & text, wxString const & caption, wxArrayString const & choices)
 {
     if (!IsInteractive()) {

@@ -28,6 +28,10 @@ VELM_API bool IsInteractive();
 VELM_API int ShowMessage(wxString const & text, wxString const & caption, long style = wxOK | wxCENTRE,
                          wxWindow * parent = nullptr);
 
+// Shows a message box with the toolkit's default caption for a text that is in the log already. Unattended:
+// nothing.
+VELM_API void ShowLogged(wxString const & text);
+
 // Shows a list of 200 by 150 pixels in the middle of the screen, the first item preselected, and gives the
 // chosen index; -1 when cancelled. Unattended: -1.
 VELM_API int ChooseOne(wxString const & text, wxString const & caption, wxArrayString const & choices);
