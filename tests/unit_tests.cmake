@@ -9,6 +9,10 @@ velm_test(velm_tools_test)
 
 # Reference data
 velm_test(velm_db_test)
+velm_gui_test(velm_filter_substitution_test)
+velm_gui_test(velm_prefs_gui_test)
+velm_test(velm_prefs_test)
+velm_test(velm_profile_test)
 
 # Records
 velm_test(velm_coords_test)
