@@ -33,7 +33,7 @@ velm_test_plugin(plugin_throwing_name_number throwing_name VELM_THROWN=7)
 velm_test_plugin(plugin_missing_symbol missing_symbol)
 
 # What a test that loads driver libraries links.
-add_library(velm_test_drivers STATIC support/plugins.cpp)
+add_library(velm_test_drivers STATIC support/plugins.cpp support/stub_microscope.cpp)
 velm_target(velm_test_drivers)
 target_compile_definitions(velm_test_drivers PRIVATE VELM_TEST_PLUGIN_DIRECTORY="${VELM_TEST_PLUGIN_DIRECTORY}")
 target_link_libraries(velm_test_drivers PUBLIC velm_test_support velm_stub_rig)
