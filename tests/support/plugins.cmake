@@ -32,6 +32,12 @@ velm_test_plugin(plugin_throwing_name throwing_name VELM_THROWN=OwnError\(\))
 velm_test_plugin(plugin_throwing_name_number throwing_name VELM_THROWN=7)
 velm_test_plugin(plugin_missing_symbol missing_symbol)
 
+# The example driver is built as its readers build it, and tested as one of the plug-ins.
+add_subdirectory(${CMAKE_SOURCE_DIR}/examples/driver ${CMAKE_CURRENT_BINARY_DIR}/example_driver)
+velm_target(example_driver)
+set_target_properties(example_driver PROPERTIES LIBRARY_OUTPUT_DIRECTORY ${VELM_TEST_PLUGIN_DIRECTORY})
+add_dependencies(velm_test_plugins example_driver)
+
 # What a test that loads driver libraries links.
 add_library(velm_test_drivers STATIC support/plugins.cpp support/stub_microscope.cpp)
 velm_target(velm_test_drivers)

@@ -15,7 +15,7 @@ namespace velm::test {
 //
 // The catalogue holds the excitation filters 0 "BP 480" at 1 and 1 "BP 546" at 2, the emission filters 0
 // "LP 515" at 0 and 1 "BP 600" at 3, and the objectives "Plan 10x" and "Apo 60x". The drivers are StubA,
-// StubB and StubCombo, in that order of loading or another.
+// StubB, StubCombo and Example, the example for driver authors.
 class StubMicroscope {
   public:
     StubMicroscope();
@@ -42,7 +42,7 @@ class StubMicroscope {
 
   private:
     TempDirectory _directory;
-    DriverManagerScope _drivers{"plugin_stub_a", "plugin_stub_b", "plugin_combo"};
+    DriverManagerScope _drivers{"plugin_stub_a", "plugin_stub_b", "plugin_combo", "example_driver"};
     std::unique_ptr<VELM_Database> _db;
     std::unique_ptr<VELM_BaseControl> _control; // goes first
 };
