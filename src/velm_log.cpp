@@ -105,23 +105,11 @@ wxString LogMultiTarget::GetActiveTargets() const
     return names;
 }
 
-namespace {
-
-// wxLog's forwarding operations are protected, and C++ lets a class call them only on its own kind; every
-// override is reachable through this one, which adds nothing.
-struct OpenLog : wxLog {
-    using wxLog::DoLogRecord;
-    using wxLog::DoLogText;
-    using wxLog::DoLogTextAtLevel;
-};
-
-} // namespace
-
 void LogMultiTarget::DoLogRecord(unsigned long level, wxString const & message, wxLogRecordInfo const & info)
 {
     for (auto const & target : _targets) {
         if (target->active && target->log != nullptr) {
-            (target->log->*(&OpenLog::DoLogRecord))(level, message, info);
+            target->log->LogRecord(level, message, info);
         }
     }
 }
@@ -130,7 +118,7 @@ void LogMultiTarget::DoLogTextAtLevel(unsigned long level, wxString const & mess
 {
     for (auto const & target : _targets) {
         if (target->active && target->log != nullptr) {
-            (target->log->*(&OpenLog::DoLogTextAtLevel))(level, message);
+            target->log->LogTextAtLevel(level, message);
         }
     }
 }
@@ -139,7 +127,7 @@ void LogMultiTarget::DoLogText(wxString const & message)
 {
     for (auto const & target : _targets) {
         if (target->active && target->log != nullptr) {
-            (target->log->*(&OpenLog::DoLogText))(message);
+            target->log->LogText(message);
         }
     }
 }
@@ -153,7 +141,21 @@ LogFileTarget::~LogFileTarget()
     }
 }
 
-VELM_LogTextCtrl::VELM_LogTextCtrl(wxTextCtrl * text, int max_lines) : _text(text), _max_lines(max_lines) {}
+namespace {
+
+// Leaves the time out of a record's text.
+class UntimedFormatter : public wxLogFormatter {
+  protected:
+    wxString FormatTimeMS(wxLongLong_t) const override { return {}; }
+};
+
+} // namespace
+
+VELM_LogTextCtrl::VELM_LogTextCtrl(wxTextCtrl * text, int max_lines) : _text(text), _max_lines(max_lines)
+{
+    // DoLogText puts the time in front of every text, also of one that comes without a record.
+    delete SetFormatter(new UntimedFormatter);
+}
 
 void VELM_LogTextCtrl::DoLogText(wxString const & message)
 {

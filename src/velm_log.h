@@ -71,7 +71,7 @@ class VELM_API LogFileTarget : public wxLogStderr {
     ~LogFileTarget() override;
 };
 
-// Shows the log in a text control, which has to outlive it.
+// Shows the log in a text control, which has to outlive it. A line is the toolkit's time stamp and the text.
 class VELM_API VELM_LogTextCtrl : public wxLog {
   public:
     // max_lines: the oldest lines go when there are more; 0 or less means no limit.

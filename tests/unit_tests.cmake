@@ -2,6 +2,7 @@
 velm_test(velm_config_test)
 velm_test(velm_error_test)
 velm_test(velm_list_test)
+velm_gui_test(velm_log_gui_test)
 velm_test(velm_log_test)
 velm_test(velm_paths_test)
 velm_test(velm_prompt_test)
