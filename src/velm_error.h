@@ -28,15 +28,13 @@ class VELM_API VELM_Error : public std::exception {
 // Root of the long-lived objects.
 class VELM_API VELM_Class {
   public:
+    VELM_Class() = default;
+    VELM_Class(VELM_Class const &) = default;
+    VELM_Class & operator=(VELM_Class const &) = default;
     virtual ~VELM_Class();
 
     // The run-time type's name, as the platform's typeid gives it.
     virtual wxString GetClassName() const;
-
-  protected:
-    VELM_Class() = default;
-    VELM_Class(VELM_Class const &) = default;
-    VELM_Class & operator=(VELM_Class const &) = default;
 };
 
 } // namespace velm

@@ -28,7 +28,7 @@ VELM_API bool IsInteractive();
 VELM_API int ShowMessage(wxString const & text, wxString const & caption, long style = wxOK | wxCENTRE,
                          wxWindow * parent = nullptr);
 
-// Shows a message box with the toolkit's default caption for a text that is in the log already. Unattended:
+// Shows a message box with the toolkit's default caption for a text that the caller logs too. Unattended:
 // nothing.
 VELM_API void ShowLogged(wxString const & text);
 

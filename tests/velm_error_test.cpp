@@ -27,6 +27,7 @@ TEST(VelmClass, GetClassNameIsTheRunTimeType)
     Thing const thing;
     VELM_Class const & base = thing;
     EXPECT_EQ(base.GetClassName(), wxString::FromUTF8(typeid(Thing).name()));
+    EXPECT_EQ(VELM_Class().GetClassName(), wxString::FromUTF8(typeid(VELM_Class).name()));
 }
 
 } // namespace velm::test

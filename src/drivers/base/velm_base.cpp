@@ -8,8 +8,6 @@
 #include "velm_log_macros.h"
 #include "velm_prompt.h"
 
-#include <wx/msgdlg.h>
-
 namespace velm {
 
 VELM_BaseControl::~VELM_BaseControl()
@@ -49,7 +47,7 @@ void EnableDevice(VELM_HWControl * device, bool enable)
     try {
         device->EnableUserInteraction(enable);
     } catch (Error const & error) {
-        prompt::ShowMessage(error.GetMessage(), wxMessageBoxCaptionStr, wxOK | wxCENTRE);
+        prompt::ShowLogged(error.GetMessage());
         VELM_LOG_ERROR("%s", error.GetMessage());
     }
 }
