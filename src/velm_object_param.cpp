@@ -63,11 +63,13 @@ void VELM_ObjectParam_Float::WriteValueToStream(std::ostream & out) const
 
 void VELM_ObjectParam_Float::ReadValueFromStream(std::istream & in)
 {
-    // A stream writes "nan" and "inf", which measurements can be, but doesn't read them.
+    // A stream writes "nan" and "inf", which measurements can be, but doesn't read them; the conversion that
+    // does takes no plus sign.
     std::string word;
     in >> word;
+    bool const has_plus = word.size() > 1 && word[0] == '+' && word[1] != '-';
     char const * const end = word.data() + word.size();
-    auto const [behind, error] = std::from_chars(word.data(), end, _value);
+    auto const [behind, error] = std::from_chars(word.data() + (has_plus ? 1 : 0), end, _value);
     if (error != std::errc() || behind != end) {
         in.setstate(std::ios::failbit);
     }

@@ -68,11 +68,11 @@ bool Path::RemoveDirectory(wxString const & path)
 bool Path::CreateEmptyFile(wxString const & path)
 {
     FILE * const file = wxFopen(path, "w");
-    if (file == nullptr) {
+    bool const created = file != nullptr && std::fclose(file) == 0;
+    if (!created) {
         VELM_LOG_ERROR("%s: Can't create '%s' file.", VELM_FUNCTION, path);
-        return false;
     }
-    return std::fclose(file) == 0;
+    return created;
 }
 
 bool Path::ChangeDirectory(wxString const & path)

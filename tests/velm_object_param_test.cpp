@@ -59,10 +59,13 @@ TEST(VelmObjectParam, ReadingTakesTheValueOnly)
 {
     VELM_ObjectParam_Int number(3);
     VELM_ObjectParam_Float fraction(4);
-    std::istringstream in(" 17 -2.5e1 rest");
+    std::istringstream in(" +17 -2.5e1 +0.5 rest");
     number.ReadFromStream(in);
     fraction.ReadFromStream(in);
+    VELM_ObjectParam_Float positive(5);
+    positive.ReadFromStream(in);
     EXPECT_TRUE(in.good());
+    EXPECT_EQ(positive.GetValue(), 0.5f);
     EXPECT_EQ(number.GetValue(), 17);
     EXPECT_EQ(number.GetId(), 3);
     EXPECT_EQ(fraction.GetValue(), -25.0f);
