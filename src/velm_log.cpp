@@ -243,7 +243,7 @@ bool Log::AddFileTarget(wxString const & name, wxString const & file, char const
     Message(detail::EscapePercent(wxString::Format("Messages are being logged into %s file.", file)));
     auto log = std::make_unique<LogFileTarget>(stream);
     sink->AddNewTarget(name, log.get(), false);
-    log.release();
+    static_cast<void>(log.release());
     sink->ActivateOnlyTargets(targets);
     return true;
 }
