@@ -72,3 +72,11 @@ velm_test(velm_depository_images_test)
 velm_test(velm_depository_records_test)
 velm_test(velm_depository_test)
 velm_test(velm_thumbnail_test)
+
+# Programs
+velm_test(apps/progress_test LIBRARIES velm_acquisition)
+velm_test(apps/velm_scan_options_test LIBRARIES velm_acquisition SOURCES ${PROJECT_SOURCE_DIR}/apps/velm-scan/options.cpp)
+
+# The tree
+velm_test(source_tree_test)
+set_source_files_properties(source_tree_test.cpp PROPERTIES COMPILE_DEFINITIONS VELM_SOURCE_ROOT="${PROJECT_SOURCE_DIR}")

@@ -1,0 +1,343 @@
+#include "acquisition/confirmed_devices.h"
+
+#include "acquisition/interruption.h"
+#include "drivers/base/velm_base.h"
+#include "velm_channel.h"
+#include "velm_coords.h"
+#include "velm_db.h"
+#include "velm_frame_buffer.h"
+#include "velm_log_macros.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <thread>
+#include <wx/fileconf.h>
+
+namespace velm::acquisition {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr std::chrono::milliseconds poll_interval{1};
+constexpr std::chrono::milliseconds way_out_limit{250}; // for each of two attempts to close the shutter
+
+std::string Text(wxString const & text)
+{
+    return std::string(text.utf8_str());
+}
+
+// Runs a call into a driver and gives its failure the device's name.
+template <typename Call>
+auto Named(char const * device, Call const & call) -> decltype(call())
+{
+    try {
+        return call();
+    } catch (VELM_Error const & error) {
+        throw DeviceFailure(std::string("The ") + device + " failed: " + error.what());
+    }
+}
+
+// The pixel that marks place i of a buffer as not yet written: a pattern that no camera delivers a whole row
+// of.
+unsigned short Unwritten(std::size_t i)
+{
+    return static_cast<unsigned short>((static_cast<std::uint32_t>(i) * 2654435761u) >> 16);
+}
+
+void MarkUnwritten(VELM_FrameBuffer & buffer)
+{
+    unsigned short * const pixels = buffer.GetAddr();
+    for (std::size_t i = 0; i < buffer.GetSize(); ++i) {
+        pixels[i] = Unwritten(i);
+    }
+}
+
+// Whether every row was written by the camera.
+bool IsDelivered(VELM_FrameBuffer const & buffer)
+{
+    std::size_t const width = buffer.GetSizeX();
+    unsigned short const * const pixels = buffer.GetAddr();
+    for (std::size_t row = 0; row < buffer.GetSizeY(); ++row) {
+        std::size_t x = 0;
+        while (x < width && pixels[row * width + x] == Unwritten(row * width + x)) {
+            ++x;
+        }
+        if (x == width) {
+            return false;
+        }
+    }
+    return true;
+}
+
+// Runs a step, and after a failure of the device the second form of it; what fails then passes.
+template <typename First, typename Again>
+void RetryOnce(First const & first, Again const & again)
+{
+    try {
+        first();
+    } catch (DeviceFailure const &) {
+        Interruption::Check();
+        again();
+    }
+}
+
+std::string Position(long value)
+{
+    return Text(wxString::Format("%.1f", static_cast<double>(value) / 10.0));
+}
+
+} // namespace
+
+Deadlines ReadDeadlines(wxString const & hardware_ini)
+{
+    wxFileConfig const config(wxEmptyString, wxEmptyString, hardware_ini, wxEmptyString,
+                              wxCONFIG_USE_RELATIVE_PATH);
+    Deadlines deadlines;
+    auto const read = [&config](char const * key, std::chrono::milliseconds & value) {
+        long milliseconds = 0;
+        if (config.Read(wxString("/Deadlines/") + key, &milliseconds) && milliseconds > 0) {
+            value = std::chrono::milliseconds(milliseconds);
+        }
+    };
+    read("Stage", deadlines.stage);
+    read("ZDrive", deadlines.zdrive);
+    read("Filter", deadlines.filter);
+    read("Shutter", deadlines.shutter);
+    read("Camera", deadlines.camera);
+    return deadlines;
+}
+
+ConfirmedDevices::ConfirmedDevices(VELM_BaseControl & base, Deadlines const & deadlines)
+    : _base(base), _deadlines(deadlines)
+{
+}
+
+void ConfirmedDevices::Await(char const * device, std::chrono::milliseconds deadline, Check const & check)
+{
+    auto const end = Clock::now() + deadline;
+    std::string problem = Named(device, check);
+    while (!problem.empty()) {
+        Interruption::Check();
+        if (Clock::now() > end) {
+            throw DeviceFailure(std::string("The ") + device + " did not confirm in time: " + problem + ".");
+        }
+        std::this_thread::sleep_for(poll_interval);
+        problem = Named(device, check);
+    }
+}
+
+void ConfirmedDevices::Confirm(char const * device, std::chrono::milliseconds deadline,
+                               std::function<void()> const & start, Check const & check)
+{
+    auto const attempt = [&] {
+        Named(device, start);
+        Await(device, deadline, check);
+    };
+    RetryOnce(attempt, attempt);
+}
+
+std::string ConfirmedDevices::CheckStage()
+{
+    if (_base.Stage_IsMoving()) {
+        return "it is still moving";
+    }
+    long x = 0;
+    long y = 0;
+    _base.Stage_GetCurPos(x, y);
+    long const tolerance = _base.GetStageTolerance();
+    if (std::abs(x - _target.stage_x) <= tolerance && std::abs(y - _target.stage_y) <= tolerance) {
+        return {};
+    }
+    return "it is at (" + Position(x) + ", " + Position(y) + ") microns instead of (" +
+           Position(_target.stage_x) + ", " + Position(_target.stage_y) + ")";
+}
+
+std::string ConfirmedDevices::CheckZDrive()
+{
+    if (_base.ZDrive_IsMoving()) {
+        return "it is still moving";
+    }
+    long const z = _base.ZDrive_GetCurPos();
+    if (std::abs(z - _target.z) <= _base.GetZDriveTolerance()) {
+        return {};
+    }
+    return "it is at " + Position(z) + " microns instead of " + Position(_target.z);
+}
+
+namespace {
+
+std::string CheckFilter(bool moving, long pos, long target)
+{
+    if (moving) {
+        return "it is still moving";
+    }
+    return pos == target
+               ? std::string()
+               : "it is at position " + std::to_string(pos) + " instead of " + std::to_string(target);
+}
+
+} // namespace
+
+std::string ConfirmedDevices::CheckExFilter()
+{
+    return CheckFilter(_base.ExFilter_IsMoving(), _base.ExFilter_GetHWPos(), _target.ex_filter);
+}
+
+std::string ConfirmedDevices::CheckEmFilter()
+{
+    return CheckFilter(_base.EmFilter_IsMoving(), _base.EmFilter_GetHWPos(), _target.em_filter);
+}
+
+std::string ConfirmedDevices::CheckShutter(bool opened)
+{
+    if (_base.Shutter_IsMoving()) {
+        return "it is still moving";
+    }
+    return _base.Shutter_IsOpened() == opened ? "" : opened ? "it is closed" : "it is open";
+}
+
+void ConfirmedDevices::GoTo(VELM_Coord const & coord, long z)
+{
+    coord.GetStagePosition(_target.stage_x, _target.stage_y);
+    _target.z = z;
+    // The Z drive is started first and confirmed last, so that both travel at the same time.
+    try {
+        _base.ZDrive_SetPos(z);
+    } catch (VELM_Error const &) {
+        // GoToZ below asks again, and tells what is wrong.
+    }
+    Confirm(
+        "stage", _deadlines.stage, [this] { _base.Stage_SetPos(_target.stage_x, _target.stage_y); },
+        [this] { return CheckStage(); });
+    GoToZ(z);
+}
+
+void ConfirmedDevices::GoToZ(long z)
+{
+    _target.z = z;
+    if (Named("Z drive", [this] { return CheckZDrive(); }).empty()) {
+        return;
+    }
+    Confirm(
+        "Z drive", _deadlines.zdrive, [this] { _base.ZDrive_SetPos(_target.z); },
+        [this] { return CheckZDrive(); });
+}
+
+void ConfirmedDevices::SetFilters(VELM_Channel const & channel, VELM_Database const & db)
+{
+    _target.ex_filter = db.GetExFilterPos(channel.GetExId());
+    _target.em_filter = db.GetEmFilterPos(channel.GetEmId());
+    auto const start_ex = [this] { _base.ExFilter_SetPos(_target.ex_filter); };
+    auto const start_em = [this] { _base.EmFilter_SetPos(_target.em_filter); };
+    Named("excitation filter exchanger", start_ex);
+    Named("emission filter exchanger", start_em);
+    auto const confirm = [this](char const * device, std::function<void()> const & start,
+                                Check const & check) {
+        RetryOnce([&] { Await(device, _deadlines.filter, check); },
+                  [&] {
+                      Named(device, start);
+                      Await(device, _deadlines.filter, check);
+                  });
+    };
+    confirm("excitation filter exchanger", start_ex, [this] { return CheckExFilter(); });
+    confirm("emission filter exchanger", start_em, [this] { return CheckEmFilter(); });
+}
+
+void ConfirmedDevices::OpenShutter()
+{
+    Confirm(
+        "shutter", _deadlines.shutter, [this] { _base.Shutter_Open(); },
+        [this] { return CheckShutter(true); });
+}
+
+void ConfirmedDevices::CloseShutter()
+{
+    Confirm(
+        "shutter", _deadlines.shutter, [this] { _base.Shutter_RequestClose(); },
+        [this] { return CheckShutter(false); });
+}
+
+void ConfirmedDevices::CloseShutterNow()
+{
+    std::string problem;
+    for (int attempt = 0; attempt < 2; ++attempt) {
+        try {
+            _base.Shutter_RequestClose();
+            auto const end = Clock::now() + way_out_limit;
+            do {
+                problem = CheckShutter(false);
+            } while (!problem.empty() && Clock::now() < end);
+        } catch (VELM_Error const & error) {
+            problem = error.what();
+        }
+        if (problem.empty()) {
+            return;
+        }
+    }
+    throw DeviceFailure("The shutter failed: " + problem);
+}
+
+void ConfirmedDevices::ConfirmStillThere()
+{
+    Await("stage", _deadlines.stage, [this] { return CheckStage(); });
+    Await("Z drive", _deadlines.zdrive, [this] { return CheckZDrive(); });
+    Await("excitation filter exchanger", _deadlines.filter, [this] { return CheckExFilter(); });
+    Await("emission filter exchanger", _deadlines.filter, [this] { return CheckEmFilter(); });
+    Await("shutter", _deadlines.shutter, [this] { return CheckShutter(true); });
+}
+
+void ConfirmedDevices::Snap(VELM_FrameBuffer & buffer, std::chrono::microseconds exposure)
+{
+    auto const attempt = [&] {
+        ConfirmStillThere();
+        Expose(buffer, exposure);
+    };
+    RetryOnce(attempt, attempt);
+}
+
+void ConfirmedDevices::Expose(VELM_FrameBuffer & buffer, std::chrono::microseconds exposure)
+{
+    VELM_CameraSetting const & setting = *_base.Camera_GetSetting();
+    Named("camera", [this] { _base.Camera_ValidateRegion(); });
+    buffer.Resize(static_cast<unsigned int>(setting.GetSerSize()),
+                  static_cast<unsigned int>(setting.GetParSize()), setting.GetSBin(), setting.GetPBin(),
+                  setting.GetS1(), setting.GetP1());
+    MarkUnwritten(buffer);
+    try {
+        Named("camera", [&] { _base.Camera_StartSnap(&buffer); });
+        AwaitFrame(std::chrono::duration_cast<std::chrono::milliseconds>(exposure) + _deadlines.camera);
+        if (!IsDelivered(buffer)) {
+            throw DeviceFailure("The camera failed: it did not deliver the frame.");
+        }
+    } catch (...) {
+        AbortQuietly(); // the camera must let go of the buffer
+        throw;
+    }
+}
+
+void ConfirmedDevices::AwaitFrame(std::chrono::milliseconds deadline)
+{
+    Await("camera", deadline, [this]() -> std::string {
+        switch (_base.Camera_GetStatus(nullptr)) {
+        case CAMERA_FRAME_READY:
+        case CAMERA_IDLE:
+            return {};
+        case CAMERA_FAILED:
+            throw DeviceFailure("The camera failed: " + Text(_base.Camera_GetStatusText()) + ".");
+        default:
+            return "it is still exposing";
+        }
+    });
+}
+
+void ConfirmedDevices::AbortQuietly()
+{
+    try {
+        _base.Camera_AbortAcquisition();
+    } catch (VELM_Error const & error) {
+        Log::Warning("The camera could not be stopped: " + detail::EscapePercent(error.GetMessage()));
+    }
+}
+
+} // namespace velm::acquisition

@@ -1,0 +1,63 @@
+#ifndef ACQUISITION_SCAN_PLAN_H
+#define ACQUISITION_SCAN_PLAN_H
+
+#include <cstdint>
+#include <stdexcept>
+#include <vector>
+
+class wxString;
+
+namespace velm {
+class VELM_BaseControl;
+class VELM_Channel;
+class VELM_CoordList;
+class VELM_Database;
+class VELM_Depository;
+} // namespace velm
+
+namespace velm::acquisition {
+
+// The plan cannot be carried out; the text says why, for its user.
+class PlanError : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+// Columns and rows of places.
+struct Grid {
+    int columns = 1;
+    int rows = 1;
+};
+
+// What a run is to take at every coordinate of the depository.
+struct ScanPlan {
+    std::vector<long> channel_ids; // of the depository, ascending
+    long slices = 1;
+    long step = 10; // between slices, in tenths of a micron; upwards
+};
+
+// Replaces the coordinates by a grid of full frames that touch, row by row from the top left of the picture,
+// around the microscope's present place.
+void MakeGrid(Grid const & grid, VELM_BaseControl & base, VELM_CoordList & coords);
+
+// Fills an empty channel list with one channel for each marker of the catalogue that has a suitable pair of
+// filters, with the camera's own default setting.
+void MakeChannels(VELM_BaseControl & base, VELM_Database & db, VELM_Depository & depository);
+
+// The ids of all channels when the wanted ones are empty; otherwise those, ascending and without doubles.
+// Throws PlanError for an id that the depository lacks, for a channel of another microscope, for one without
+// a camera setting or with another camera's.
+std::vector<long> ChooseChannels(std::vector<long> const & wanted, VELM_BaseControl & base,
+                                 VELM_Depository const & depository);
+
+// Bytes that the images of the plan will take at the very least: compression is known never to save more than
+// three fifths of a camera's frame.
+std::uint64_t LeastBytes(ScanPlan const & plan, VELM_BaseControl & base, VELM_Depository const & depository,
+                         bool compressed);
+
+// Throws PlanError when the depository's disk has less room than that.
+void CheckRoom(std::uint64_t needed, wxString const & directory);
+
+} // namespace velm::acquisition
+
+#endif

@@ -1,0 +1,182 @@
+#include "acquisition/scanner.h"
+
+#include "acquisition/interruption.h"
+#include "drivers/base/velm_base.h"
+#include "velm_depository.h"
+#include "velm_frame_buffer.h"
+#include "velm_log_macros.h"
+#include "velm_paths.h"
+#include "vexaalgo/projection.h"
+
+#include <memory>
+#include <string>
+#include <wx/filefn.h>
+
+namespace velm::acquisition {
+
+namespace {
+
+// Removes the directory of a FOV at the end of the scope, unless the FOV was finished.
+class UnfinishedFov {
+  public:
+    explicit UnfinishedFov(wxString const & directory) : _directory(directory) {}
+    ~UnfinishedFov()
+    {
+        if (!_finished) {
+            Path::RemoveDirectory(_directory);
+        }
+    }
+    UnfinishedFov(UnfinishedFov const &) = delete;
+    UnfinishedFov & operator=(UnfinishedFov const &) = delete;
+
+    void Finished() { _finished = true; }
+
+  private:
+    wxString _directory;
+    bool _finished = false;
+};
+
+// Puts the camera's own setting back at the end of the scope: the one in force belongs to a channel that
+// goes.
+class SettingInForce {
+  public:
+    explicit SettingInForce(VELM_BaseControl & base) : _base(base) {}
+    ~SettingInForce() { _base.Camera_SetDefaultSetting(); }
+    SettingInForce(SettingInForce const &) = delete;
+    SettingInForce & operator=(SettingInForce const &) = delete;
+
+  private:
+    VELM_BaseControl & _base;
+};
+
+// Closes the shutter when the scope is left by an exception; the regular way closes it itself and confirms.
+class ClosedOnFailure {
+  public:
+    explicit ClosedOnFailure(ConfirmedDevices & devices) : _devices(devices) {}
+    ~ClosedOnFailure()
+    {
+        if (std::uncaught_exceptions() > _uncaught) {
+            Close();
+        }
+    }
+    ClosedOnFailure(ClosedOnFailure const &) = delete;
+    ClosedOnFailure & operator=(ClosedOnFailure const &) = delete;
+
+  private:
+    void Close()
+    {
+        try {
+            _devices.CloseShutterNow();
+        } catch (std::exception const & error) {
+            Log::Error("The shutter could not be closed; close it by hand. " +
+                       detail::EscapePercent(detail::ExceptionText(error)));
+        }
+    }
+
+    ConfirmedDevices & _devices;
+    int _uncaught = std::uncaught_exceptions();
+};
+
+// The z of slice i of a stack that is centred on the coordinate, lowest slice first.
+long SliceZ(ScanPlan const & plan, VELM_Coord const & coord, long i)
+{
+    return coord.GetZDrivePosition() - (plan.slices - 1) * plan.step / 2 + i * plan.step;
+}
+
+} // namespace
+
+Scanner::Scanner(VELM_BaseControl & base, VELM_Database & db, VELM_Depository & depository,
+                 ConfirmedDevices & devices, ScanObserver & observer)
+    : _base(base), _db(db), _depository(depository), _devices(devices), _observer(observer)
+{
+}
+
+void Scanner::Run(ScanPlan const & plan)
+{
+    ClosedOnFailure const shutter(_devices);
+    _devices.CloseShutter();
+    VELM_CoordList const & coords = _depository.GetCoordListRef();
+    for (unsigned int i = 0; i < coords.GetCount(); ++i) {
+        TakeFov(plan, coords[i]);
+    }
+}
+
+void Scanner::TakeFov(ScanPlan const & plan, VELM_Coord const & coord)
+{
+    VELM_FOV fov;
+    fov.SetCoord(coord);
+    fov.SetNumSlices(plan.slices);
+    fov.SetStepZ(plan.step);
+    VELM_HardwareParams hardware;
+    hardware.SetHWDesc(_base.GetHardwareDescription());
+    hardware.SetObjDesc(_base.MicroscopeBody_GetObjectiveDescription());
+    fov.SetHardwareParams(hardware);
+
+    long const id = _depository.FOV_GetLastID() + 1;
+    if (id > _depository.FOV_GetMaxId()) {
+        throw StoreError("The depository is full: it holds FOV " +
+                         std::to_string(_depository.FOV_GetMaxId()) + ", the last one that it can number.");
+    }
+    UnfinishedFov unfinished(_depository.FOV_GetDir(id));
+    _devices.GoTo(coord, SliceZ(plan, coord, 0));
+    for (long const channel_id : plan.channel_ids) {
+        VELM_Channel channel = _depository.GetChannelListRef().GetById(channel_id);
+        vexa::Image3d<unsigned short> stack;
+        fov.StartChannel(channel);
+        TakeStack(plan, coord, channel, stack);
+        fov.EndChannel();
+        fov.GetChannelById(channel_id).SetCameraSetting(channel.GetCameraSetting());
+        StoreChannel(id, channel_id, stack);
+    }
+    if (!_depository.FOV_Save(fov)) {
+        throw StoreError("The record of FOV " + std::to_string(id) + " could not be stored.");
+    }
+    unfinished.Finished();
+    _observer.FovSaved(id);
+}
+
+void Scanner::TakeStack(ScanPlan const & plan, VELM_Coord const & coord, VELM_Channel & channel,
+                        vexa::Image3d<unsigned short> & stack)
+{
+    VELM_CameraSetting & setting = *channel.GetCameraSetting();
+    SettingInForce const in_force(_base);
+    _base.Camera_Set(&setting, &coord);
+    if (coord.IsFullFrame()) {
+        _base.Camera_SetFullFrame();
+    }
+    _devices.SetFilters(channel, _db);
+
+    VELM_FrameBuffer buffer(_base.GetImgFlipX(), _base.GetImgFlipY());
+    _devices.GoToZ(SliceZ(plan, coord, 0));
+    _devices.OpenShutter();
+    for (long slice = 0; slice < plan.slices; ++slice) {
+        Interruption::Check();
+        _devices.GoToZ(SliceZ(plan, coord, slice));
+        _devices.Snap(buffer, std::chrono::microseconds(setting.GetExposure()));
+        if (slice == 0) {
+            stack.MakeRoom(buffer.GetSizeX(), buffer.GetSizeY(), static_cast<unsigned int>(plan.slices));
+        }
+        buffer.Map(stack, static_cast<unsigned int>(slice));
+        _observer.FrameTaken();
+    }
+    _devices.CloseShutter();
+    _base.AlterImageOffsetAndResolution(stack, &setting, static_cast<int>(plan.step));
+}
+
+void Scanner::StoreChannel(long fov_id, long channel_id, vexa::Image3d<unsigned short> & stack)
+{
+    vexa::Image3d<unsigned short> projection;
+    vexa::Get_AF_XY(stack, projection);
+    if (!_depository.FOV_SaveImage(fov_id, channel_id, stack) ||
+        !_depository.FOV_SaveAFImage(fov_id, channel_id, projection)) {
+        throw StoreError("The images of channel " + std::to_string(channel_id) + " of FOV " +
+                         std::to_string(fov_id) + " could not be stored.");
+    }
+    wxString const histogram = wxString::Format("%s%02ld.hist", _depository.FOV_GetDir(fov_id), channel_id);
+    if (!wxFileExists(histogram)) {
+        throw StoreError("The histogram of channel " + std::to_string(channel_id) + " of FOV " +
+                         std::to_string(fov_id) + " could not be stored.");
+    }
+}
+
+} // namespace velm::acquisition

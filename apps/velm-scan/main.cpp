@@ -1,0 +1,177 @@
+// velm-scan: takes the stacks of a plan at every coordinate of a depository.
+
+#include "acquisition/installation.h"
+#include "acquisition/interruption.h"
+#include "acquisition/program.h"
+#include "acquisition/progress.h"
+#include "acquisition/scanner.h"
+#include "drivers/base/velm_base.h"
+#include "velm-scan/options.h"
+#include "velm-scan/overview.h"
+#include "velm_depository.h"
+#include "velm_log_macros.h"
+#include "velm_prefs.h"
+
+#include <cstdio>
+#include <unistd.h>
+#include <wx/fileconf.h>
+#include <wx/filename.h>
+#include <wx/stdpaths.h>
+#include <wx/utils.h>
+
+namespace velm::scan {
+
+namespace {
+
+constexpr int status_done = 0;
+constexpr int status_failed = 1;
+constexpr int status_usage = 2;
+constexpr int status_interrupted = 130;
+
+using namespace acquisition;
+
+// The simulated rig: installed beside the program.
+wxString DefaultIni()
+{
+    wxFileName ini(wxFileName(wxStandardPaths::Get().GetExecutablePath()).GetPath() + "/../" VELM_RIG_SUBDIR
+                                                                                      "/velm.ini");
+    ini.Normalize(wxPATH_NORM_DOTS | wxPATH_NORM_ABSOLUTE);
+    return ini.GetFullPath();
+}
+
+wxString IniOf(Options const & options)
+{
+    return options.ini.empty() ? DefaultIni() : wxString::FromUTF8(options.ini);
+}
+
+wxString DirectoryOf(Options const & options)
+{
+    wxFileName directory = wxFileName::DirName(wxString::FromUTF8(options.depository));
+    directory.MakeAbsolute();
+    return directory.GetPath();
+}
+
+// Coordinates and channels of the run, from the depository, or made and stored in it.
+ScanPlan Prepare(Options const & options, Installation & installation, VELM_Depository & depository)
+{
+    VELM_BaseControl & base = installation.GetBase();
+    if (options.grid) {
+        MakeGrid(*options.grid, base, depository.GetCoordListRef());
+        if (!depository.SaveCoords()) {
+            throw StoreError("The coordinates could not be stored.");
+        }
+    }
+    if (depository.GetCoordListRef().IsEmpty()) {
+        throw PlanError("The depository has no coordinates; make some with --grid.");
+    }
+    if (depository.GetChannelListRef().IsEmpty()) {
+        MakeChannels(base, installation.GetDatabase(), depository);
+        if (!depository.SaveChannels(nullptr)) {
+            throw StoreError("The channels could not be stored.");
+        }
+    }
+    ScanPlan const plan{ChooseChannels(options.channels, base, depository), options.slices, options.step};
+    CheckRoom(LeastBytes(plan, base, depository, VELM_Preferences::GetInstance()->GetEnableCompression()),
+              depository.GetDir());
+    return plan;
+}
+
+// How the pictures of a rig lie on its stage.
+Orientation OrientationOf(wxString const & hardware_ini)
+{
+    wxFileConfig const config(wxEmptyString, wxEmptyString, hardware_ini, wxEmptyString,
+                              wxCONFIG_USE_RELATIVE_PATH);
+    return {config.ReadLong("StageOrientationX", 1) > 0 ? 1 : -1,
+            config.ReadLong("StageOrientationY", 1) > 0 ? 1 : -1};
+}
+
+void OpenForWriting(VELM_Depository & depository)
+{
+    if (depository.Exist() && !depository.IsValid()) {
+        throw StoreError(std::string("The directory ") +
+                         static_cast<char const *>(depository.GetDir().utf8_str()) +
+                         " holds something else than a depository.");
+    }
+    if (!depository.Open()) {
+        throw StoreError(std::string("The depository ") +
+                         static_cast<char const *>(depository.GetDir().utf8_str()) + " could not be opened.");
+    }
+    if (depository.IsReadOnly()) {
+        throw StoreError("The depository cannot be written to.");
+    }
+}
+
+void Scan(Options const & options, Program & program)
+{
+    Interruption const interruption;
+    if (options.seed) {
+        wxSetEnv("VELM_SIM_SEED", std::to_string(*options.seed));
+    }
+    Installation installation(IniOf(options));
+    VELM_Depository depository(DirectoryOf(options), &installation.GetDatabase());
+    OpenForWriting(depository);
+    program.LogToFile(depository.GetLogFileName());
+    installation.StartMicroscope();
+    Interruption::Check();
+
+    ScanPlan const plan = Prepare(options, installation, depository);
+    long const fovs = depository.GetCoordListRef().GetCount();
+    Progress progress(stdout, isatty(STDOUT_FILENO) != 0,
+                      fovs * plan.slices * static_cast<long>(plan.channel_ids.size()), fovs);
+    ConfirmedDevices devices(installation.GetBase(), ReadDeadlines(installation.GetHardwareIni()));
+    Scanner(installation.GetBase(), installation.GetDatabase(), depository, devices, progress).Run(plan);
+}
+
+void Draw(Options const & options)
+{
+    Installation installation(IniOf(options));
+    VELM_Depository depository(DirectoryOf(options), &installation.GetDatabase());
+    if (!depository.IsValid() || !depository.Open()) {
+        throw StoreError(options.depository + " is not a depository.");
+    }
+    DrawOverview(depository, OrientationOf(installation.GetHardwareIni()), wxString::FromUTF8(options.out));
+}
+
+int Run(Options const & options)
+{
+    Program program;
+    try {
+        if (options.command == Command::Overview) {
+            Draw(options);
+        } else {
+            Scan(options, program);
+        }
+        return status_done;
+    } catch (Interrupted const &) {
+        Log::Warning("Interrupted; every FOV finished so far is whole on disk.");
+        return status_interrupted;
+    } catch (std::exception const & error) {
+        Log::Error(detail::EscapePercent(detail::ExceptionText(error)));
+        return status_failed;
+    }
+}
+
+} // namespace
+
+} // namespace velm::scan
+
+int main(int argc, char ** argv)
+{
+    using namespace velm::scan;
+    try {
+        Options const options = ParseOptions({argv, argv + argc});
+        switch (options.command) {
+        case Command::Help:
+            std::fputs(HelpText().c_str(), stdout);
+            return status_done;
+        case Command::Version:
+            std::puts("velm-scan " VELM_VERSION);
+            return status_done;
+        default:
+            return Run(options);
+        }
+    } catch (UsageError const & error) {
+        std::fprintf(stderr, "velm-scan: %s\nTry \"velm-scan --help\".\n", error.what());
+        return status_usage;
+    }
+}

@@ -1,0 +1,145 @@
+#include "velm-scan/options.h"
+
+#include <charconv>
+#include <functional>
+#include <map>
+
+namespace velm::scan {
+
+namespace {
+
+constexpr long max_grid_side = 1000;
+constexpr long max_slices = 10000;
+constexpr long max_step = 10000;
+
+// The whole text as a number from min to max.
+template <typename Number>
+Number ParseNumber(std::string const & option, std::string const & text, Number min, Number max)
+{
+    Number value = 0;
+    auto const [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (error != std::errc() || end != text.data() + text.size() || value < min || value > max) {
+        throw UsageError(option + " takes a number from " + std::to_string(min) + " to " +
+                         std::to_string(max) + ", not \"" + text + "\"");
+    }
+    return value;
+}
+
+acquisition::Grid ParseGrid(std::string const & text)
+{
+    std::size_t const cross = text.find('x');
+    if (cross == std::string::npos) {
+        throw UsageError("--grid takes columns and rows, such as 3x2, not \"" + text + "\"");
+    }
+    return {static_cast<int>(ParseNumber<long>("--grid", text.substr(0, cross), 1, max_grid_side)),
+            static_cast<int>(ParseNumber<long>("--grid", text.substr(cross + 1), 1, max_grid_side))};
+}
+
+std::vector<long> ParseIds(std::string const & text)
+{
+    std::vector<long> ids;
+    std::size_t begin = 0;
+    while (begin <= text.size()) {
+        std::size_t const comma = std::min(text.find(',', begin), text.size());
+        ids.push_back(ParseNumber<long>("--channels", text.substr(begin, comma - begin), 1, 99));
+        begin = comma + 1;
+    }
+    return ids;
+}
+
+using Setter = std::function<void(Options &, std::string const &)>;
+
+std::map<std::string, Setter> const & SettersOf(Command command)
+{
+    static std::map<std::string, Setter> const scan{
+        {"--ini", [](Options & o, std::string const & value) { o.ini = value; }},
+        {"--depository", [](Options & o, std::string const & value) { o.depository = value; }},
+        {"--grid", [](Options & o, std::string const & value) { o.grid = ParseGrid(value); }},
+        {"--slices",
+         [](Options & o, std::string const & value) {
+             o.slices = ParseNumber<long>("--slices", value, 1, max_slices);
+         }},
+        {"--step",
+         [](Options & o, std::string const & value) {
+             o.step = ParseNumber<long>("--step", value, 1, max_step);
+         }},
+        {"--channels", [](Options & o, std::string const & value) { o.channels = ParseIds(value); }},
+        {"--seed",
+         [](Options & o, std::string const & value) {
+             o.seed = ParseNumber<unsigned long>("--seed", value, 0, 4294967295UL);
+         }},
+    };
+    static std::map<std::string, Setter> const overview{
+        {"--ini", [](Options & o, std::string const & value) { o.ini = value; }},
+        {"--depository", [](Options & o, std::string const & value) { o.depository = value; }},
+        {"--out", [](Options & o, std::string const & value) { o.out = value; }},
+    };
+    return command == Command::Overview ? overview : scan;
+}
+
+void CheckComplete(Options const & options)
+{
+    if (options.depository.empty()) {
+        throw UsageError("--depository is missing");
+    }
+    if (options.command == Command::Overview && options.out.empty()) {
+        throw UsageError("--out is missing");
+    }
+}
+
+} // namespace
+
+Options ParseOptions(std::vector<std::string> const & arguments)
+{
+    Options options;
+    std::size_t i = 1;
+    if (arguments.size() > 1 && arguments[1] == "overview") {
+        options.command = Command::Overview;
+        ++i;
+    }
+    for (; i < arguments.size(); ++i) {
+        std::string const & argument = arguments[i];
+        if (argument == "--help" || argument == "--version") {
+            options.command = argument == "--help" ? Command::Help : Command::Version;
+            return options;
+        }
+        std::size_t const equals = argument.find('=');
+        std::string const name = argument.substr(0, equals);
+        auto const setter = SettersOf(options.command).find(name);
+        if (setter == SettersOf(options.command).end()) {
+            throw UsageError("unknown argument \"" + argument + "\"");
+        }
+        if (equals == std::string::npos && i + 1 == arguments.size()) {
+            throw UsageError(name + " needs a value");
+        }
+        setter->second(options, equals == std::string::npos ? arguments[++i] : argument.substr(equals + 1));
+    }
+    CheckComplete(options);
+    return options;
+}
+
+std::string HelpText()
+{
+    return "usage: velm-scan --depository DIR [options]\n"
+           "       velm-scan overview --depository DIR --out FILE.png\n"
+           "\n"
+           "Takes stacks of every channel at every coordinate of a depository and stores each place as one "
+           "FOV.\n"
+           "\n"
+           "  --ini FILE        ini file of the installation (default: the installed simulated microscope)\n"
+           "  --depository DIR  depository to read channels and coordinates from and to store in; made if "
+           "missing\n"
+           "  --grid CxR        replace the coordinates by a grid of C columns and R rows around the present "
+           "place\n"
+           "  --slices N        slices of a stack (default 9)\n"
+           "  --step N          distance of the slices in tenths of a micron (default 10)\n"
+           "  --channels IDS    channels to take, such as 1,3 (default: all)\n"
+           "  --seed N          seed of the simulated specimen\n"
+           "  --help, --version\n"
+           "\n"
+           "The second form draws all FOVs of a depository as one picture, with a scale bar.\n"
+           "\n"
+           "Exit status: 0 done, 1 failed, 2 wrong usage, 130 interrupted.\n";
+}
+
+} // namespace velm::scan

@@ -1,0 +1,95 @@
+#include "velm-scan/options.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace velm::scan {
+
+namespace {
+
+Options Parse(std::vector<std::string> arguments)
+{
+    arguments.insert(arguments.begin(), "velm-scan");
+    return ParseOptions(arguments);
+}
+
+std::string UsageErrorOf(std::vector<std::string> const & arguments)
+{
+    try {
+        Parse(arguments);
+    } catch (UsageError const & error) {
+        return error.what();
+    }
+    return "no error";
+}
+
+} // namespace
+
+TEST(ScanOptions, DefaultsAreNineSlicesOfOneMicronAndAllChannels)
+{
+    Options const options = Parse({"--depository", "dep"});
+    EXPECT_EQ(options.command, Command::Scan);
+    EXPECT_EQ(options.depository, "dep");
+    EXPECT_EQ(options.slices, 9);
+    EXPECT_EQ(options.step, 10);
+    EXPECT_TRUE(options.channels.empty());
+    EXPECT_FALSE(options.grid.has_value());
+    EXPECT_FALSE(options.seed.has_value());
+}
+
+TEST(ScanOptions, EveryOptionIsTakenWithABlankOrAnEqualsSign)
+{
+    Options const options = Parse({"--ini=a.ini", "--depository=dep", "--grid", "3x2", "--slices", "5",
+                                   "--step=25", "--channels", "3,1", "--seed", "4294967295"});
+    EXPECT_EQ(options.ini, "a.ini");
+    ASSERT_TRUE(options.grid.has_value());
+    EXPECT_EQ(options.grid->columns, 3);
+    EXPECT_EQ(options.grid->rows, 2);
+    EXPECT_EQ(options.slices, 5);
+    EXPECT_EQ(options.step, 25);
+    EXPECT_EQ(options.channels, (std::vector<long>{3, 1}));
+    EXPECT_EQ(options.seed, 4294967295UL);
+}
+
+TEST(ScanOptions, WrongUsageIsToldByName)
+{
+    EXPECT_EQ(UsageErrorOf({}), "--depository is missing");
+    EXPECT_EQ(UsageErrorOf({"--depository"}), "--depository needs a value");
+    EXPECT_EQ(UsageErrorOf({"--frames", "3"}), "unknown argument \"--frames\"");
+    EXPECT_EQ(UsageErrorOf({"dep"}), "unknown argument \"dep\"");
+    EXPECT_EQ(UsageErrorOf({"--grid", "3"}), "--grid takes columns and rows, such as 3x2, not \"3\"");
+    EXPECT_EQ(UsageErrorOf({"--grid", "0x2"}), "--grid takes a number from 1 to 1000, not \"0\"");
+    EXPECT_EQ(UsageErrorOf({"--grid", "3x2x"}), "--grid takes a number from 1 to 1000, not \"2x\"");
+    EXPECT_EQ(UsageErrorOf({"--slices", "-1"}), "--slices takes a number from 1 to 10000, not \"-1\"");
+    EXPECT_EQ(UsageErrorOf({"--step", "1.5"}), "--step takes a number from 1 to 10000, not \"1.5\"");
+    EXPECT_EQ(UsageErrorOf({"--channels", "1,,2"}), "--channels takes a number from 1 to 99, not \"\"");
+    EXPECT_EQ(UsageErrorOf({"--seed", "4294967296"}),
+              "--seed takes a number from 0 to 4294967295, not \"4294967296\"");
+    EXPECT_EQ(UsageErrorOf({"overview", "--depository", "dep"}), "--out is missing");
+    EXPECT_EQ(UsageErrorOf({"overview", "--slices", "3"}), "unknown argument \"--slices\"");
+}
+
+TEST(ScanOptions, HelpAndVersionNeedNothingElse)
+{
+    EXPECT_EQ(Parse({"--help"}).command, Command::Help);
+    EXPECT_EQ(Parse({"--version"}).command, Command::Version);
+    EXPECT_EQ(Parse({"--slices", "3", "--help"}).command, Command::Help);
+}
+
+TEST(ScanOptions, TheHelpNamesEveryOptionAndExitStatus)
+{
+    std::string const help = HelpText();
+    for (char const * const word : {"--ini", "--depository", "--grid", "--slices", "--step", "--channels",
+                                    "--seed", "--help", "--version", "overview", "130"}) {
+        EXPECT_THAT(help, testing::HasSubstr(word));
+    }
+}
+
+TEST(ScanOptions, TheOverviewTakesItsDepositoryAndFile)
+{
+    Options const options = Parse({"overview", "--depository", "dep", "--out", "o.png"});
+    EXPECT_EQ(options.command, Command::Overview);
+    EXPECT_EQ(options.out, "o.png");
+}
+
+} // namespace velm::scan
