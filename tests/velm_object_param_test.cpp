@@ -2,6 +2,7 @@
 
 #include "support/config_file.h"
 #include "support/log_recorder.h"
+#include "support/temp_depository.h"
 
 #include <limits>
 #include <sstream>
@@ -157,6 +158,56 @@ TEST(VelmObjectParamList, TheStreamHoldsTheCountAndABlankBehindEveryNumber)
     std::ostringstream out;
     list.WriteToStream(out);
     EXPECT_EQ(out.str(), "2 1 10 2 0.5 ");
+}
+
+// A depository that describes parameter 1 as an integer and 2 as a fraction.
+class VelmObjectParamListInADepository : public testing::Test {
+  protected:
+    VelmObjectParamListInADepository()
+    {
+        _temp->GetObjectParamDescListRef().GetDescId(INT_PARAM, "Spots");
+        _temp->GetObjectParamDescListRef().GetDescId(FLOAT_PARAM, "Area");
+        _list.Add(VELM_ObjectParam_Int(9, 9));
+    }
+
+    bool Read(std::string const & text)
+    {
+        std::istringstream in(text);
+        return _list.ReadFromStream(in, &*_temp);
+    }
+
+    TempDepository _temp;
+    VELM_ObjectParamList _list;
+    LogRecorder _log;
+};
+
+TEST_F(VelmObjectParamListInADepository, ReadsParametersOfTheDescribedKinds)
+{
+    EXPECT_TRUE(Read("2 2 0.5 1 10 "));
+    ASSERT_EQ(_list.GetCount(), 2u);
+    EXPECT_EQ(_list.Get(0u)->GetStrValue(), "0.500000");
+    EXPECT_EQ(_list.Get(1L)->GetStrValue(), "10");
+    EXPECT_TRUE(Read("0 "));
+    EXPECT_EQ(_list.GetCount(), 0u);
+    EXPECT_TRUE(_log.Lines().empty());
+}
+
+TEST_F(VelmObjectParamListInADepository, AParameterWithoutADescriptionEmptiesTheList)
+{
+    EXPECT_FALSE(Read("2 1 10 3 7 "));
+    EXPECT_EQ(_list.GetCount(), 0u);
+    EXPECT_EQ(_log.Lines(),
+              (std::vector<LogLine>{
+                  Error("velm::VELM_ObjectParamList::ReadFromStream: Invalid object parameter id=3")}));
+}
+
+TEST_F(VelmObjectParamListInADepository, AStreamThatEndsEarlyEmptiesTheListWhateverTheCount)
+{
+    for (std::string const text : {"", "x", "2 1 10 ", "1 1", "1 1 x", "4294967295 1 1 "}) {
+        EXPECT_FALSE(Read(text)) << text;
+        EXPECT_EQ(_list.GetCount(), 0u) << text;
+    }
+    EXPECT_TRUE(_log.Lines().empty());
 }
 
 TEST(VelmObjectParamDesc, IsNotPrintedUnlessSomebodySaysSo)
