@@ -152,6 +152,12 @@ bool Write(wxConfigBase & config, wxString const & key, double value)
     return config.Write(key, value);
 }
 
+void Flush(wxConfigBase & config)
+{
+    wxLogNull const quiet;
+    config.Flush();
+}
+
 wxArrayString EntryNames(wxConfigBase const & config)
 {
     wxArrayString names;

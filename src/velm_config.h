@@ -83,6 +83,9 @@ VELM_API bool Write(wxConfigBase & config, wxString const & key, unsigned long v
 VELM_API bool Write(wxConfigBase & config, wxString const & key,
                     double value); // six significant digits, C form
 
+// Writes what has changed. A failure shows when the file is closed, to whoever opened it.
+VELM_API void Flush(wxConfigBase & config);
+
 // Calls visit(name) for each group at the current path, in the configuration's order, with the path inside
 // the group during the call.
 template <typename Visit>

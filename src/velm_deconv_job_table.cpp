@@ -106,7 +106,7 @@ bool VELM_DeconvJobTable::Save(wxFileConfig & config) const
             VELM_LOG_ERROR("Deconvolution job id=%ld not saved.", item.GetJobId());
         }
     }
-    config.Flush();
+    config::Flush(config);
     return true;
 }
 

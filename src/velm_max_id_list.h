@@ -61,7 +61,7 @@ bool SaveWithMaxId(wxFileConfig & config, VELM_List<T> const & list, long max_id
     }
     config.SetPath(MAX_ID_GROUP);
     config::Write(config, MAX_ID_KEY, max_id);
-    config.Flush();
+    config::Flush(config);
     return ok;
 }
 

@@ -405,17 +405,18 @@ TEST_F(DepositoryTest, ACommentOnAFullDiskIsAnError)
 TEST_F(DepositoryTest, SaveTriesAllListsAndTellsTheFailuresInOneMessage)
 {
     // Nothing can be written into a depository whose directory is gone.
-    VELM_Depository depository(_temp.GetTempDirectory() / "none", &_temp.GetDatabase());
+    wxString const nowhere = _temp.GetTempDirectory() / "none";
+    VELM_Depository depository(nowhere, &_temp.GetDatabase());
     VELM_Channel channel = TestChannel(-1);
     depository.GetChannelListRef().Add(channel);
     VELM_Group group;
     depository.GetGroupListRef().Add(group);
     LogRecorder log;
     EXPECT_FALSE(depository.Save());
-    std::vector<std::string> const errors = log.Texts('E');
-    ASSERT_FALSE(errors.empty());
-    EXPECT_EQ(errors.back(), "Channels not saved.\nCoordinates not saved.\nGroups not saved.\n"
-                             "Object parameters not saved.\n");
+    EXPECT_EQ(log.Lines(),
+              (std::vector<LogLine>{Error("Can't open file '" + nowhere.ToStdString() + "/coordinates.txt'."),
+                                    Error("Channels not saved.\nCoordinates not saved.\nGroups not saved.\n"
+                                          "Object parameters not saved.\n")}));
 }
 
 TEST_F(DepositoryTest, ADatabaseIsNeededForChannels)
