@@ -18,8 +18,20 @@
 
 namespace velm {
 
-VELM_Depository::Kind const VELM_Depository::FOV{"FOV", "fov_id", "rawdata", &VELM_Depository::_fov_id_width};
-VELM_Depository::Kind const VELM_Depository::VOI{"VOI", "voi_id", "regions", &VELM_Depository::_voi_id_width};
+namespace {
+
+template <typename Thumbnail>
+std::unique_ptr<VELM_Thumbnail> MakeThumbnail(VELM_Depository * depository, long id)
+{
+    return std::make_unique<Thumbnail>(depository, id);
+}
+
+} // namespace
+
+VELM_Depository::Kind const VELM_Depository::FOV{"FOV", "fov_id", "rawdata", &VELM_Depository::_fov_id_width,
+                                                 MakeThumbnail<VELM_FOV_Thumbnail>};
+VELM_Depository::Kind const VELM_Depository::VOI{"VOI", "voi_id", "regions", &VELM_Depository::_voi_id_width,
+                                                 MakeThumbnail<VELM_VOI_Thumbnail>};
 
 namespace {
 

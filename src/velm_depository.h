@@ -253,6 +253,9 @@ class VELM_API VELM_Depository : public VELM_Class {
     wxString OldAFImageFileName(Kind const & kind, long id, long channel_id) const;
     wxString HistFileName(Kind const & kind, long id, long channel_id) const;
 
+    // Writes the image, compressed if the preferences say so.
+    static bool SaveImage(wxString const & name, vexa::Image3d<unsigned short> const & image);
+
     bool SaveStack(Kind const & kind, long id, long channel_id, vexa::Image3d<unsigned short> const & image);
     bool LoadAF(Kind const & kind, long id, long channel_id, vexa::Image3d<unsigned short> & image,
                 vexa::Box * box);
@@ -264,7 +267,10 @@ class VELM_API VELM_Depository : public VELM_Class {
     bool LoadHist(Kind const & kind, long id, long channel_id, nubo::Histogram<unsigned short> & histogram);
     bool ReadDimensions(Kind const & kind, long id, long channel_id, vexa::Vector3d<unsigned int> & size,
                         vexa::Vector3d<float> & offset, vexa::Vector3d<float> & resolution) const;
-    bool ChangeChannelResolution(long fov_id, long channel_id, vexa::Vector3d<float> const & resolution);
+    bool ChangeChannelResolution(Kind const & kind, long id, long channel_id,
+                                 vexa::Vector3d<float> const & resolution);
+    bool ChangeResolution(Kind const & kind, long id, VELM_ChannelList const & channels,
+                          vexa::Vector3d<float> const & resolution);
 
     bool _is_open = false;
     bool _read_only = true;

@@ -3,7 +3,6 @@
 #include "velm_config.h"
 #include "velm_depository.h"
 #include "velm_log_macros.h"
-#include "velm_prefs.h"
 #include "vexacore/file_mask.h"
 
 #include <string>
@@ -45,14 +44,7 @@ bool VELM_Depository::CI_Save(VELM_Calibration_Image & image) const
 
 bool VELM_Depository::CI_SaveImage(long id, vexa::Image3d<unsigned short> const & image) const
 {
-    try {
-        image.SaveImage(CI_GetImageFileName(id).fn_str(), vexa::FileFormat::FromName,
-                        VELM_Preferences::GetInstance()->GetEnableCompression(), nullptr);
-        return true;
-    } catch (vexa::IOException const & error) {
-        VELM_LOG_ERROR("%s", detail::ExceptionText(error));
-        return false;
-    }
+    return SaveImage(CI_GetImageFileName(id), image);
 }
 
 bool VELM_Depository::CI_LoadImage(long id, vexa::Image3d<unsigned short> & image, vexa::Box * box) const

@@ -5,7 +5,6 @@
 #include "velm_log_macros.h"
 #include "velm_prefs.h"
 #include "velm_prompt.h"
-#include "velm_thumbnail.h"
 #include "vexaalgo/projection.h"
 
 #include <new>
@@ -89,6 +88,20 @@ bool VELM_Depository::LoadImage(wxString const & name, vexa::LabeledImage3d<unsi
                        [&] { image.ReadImage(name.fn_str(), box, false, 0xFFFFFFFFu); });
 }
 
+// --- writing a channel's image
+
+bool VELM_Depository::SaveImage(wxString const & name, Stack const & image)
+{
+    try {
+        image.SaveImage(name.fn_str(), vexa::FileFormat::FromName,
+                        VELM_Preferences::GetInstance()->GetEnableCompression(), nullptr);
+        return true;
+    } catch (vexa::IOException const & error) {
+        VELM_LOG_ERROR("%s", detail::ExceptionText(error));
+        return false;
+    }
+}
+
 // --- file names
 
 wxString VELM_Depository::ImageFileName(Kind const & kind, long id, long channel_id) const
@@ -165,11 +178,7 @@ bool VELM_Depository::VOI_LoadImage(long id, long channel_id, Stack & image, vex
 
 bool VELM_Depository::SaveStack(Kind const & kind, long id, long channel_id, Stack const & image)
 {
-    try {
-        image.SaveImage(ImageFileName(kind, id, channel_id).fn_str(), vexa::FileFormat::FromName,
-                        VELM_Preferences::GetInstance()->GetEnableCompression(), nullptr);
-    } catch (vexa::IOException const & error) {
-        VELM_LOG_ERROR("%s", detail::ExceptionText(error));
+    if (!SaveImage(ImageFileName(kind, id, channel_id), image)) {
         return false;
     }
     GreyHistogram histogram;
@@ -195,32 +204,21 @@ bool VELM_Depository::VOI_SaveImage(long id, long channel_id, Stack & image)
 
 bool VELM_Depository::SaveAF(Kind const & kind, long id, long channel_id, Stack const & image)
 {
-    try {
-        image.SaveImage(AFImageFileName(kind, id, channel_id).fn_str(), vexa::FileFormat::FromName,
-                        VELM_Preferences::GetInstance()->GetEnableCompression(), nullptr);
-        return true;
-    } catch (vexa::IOException const & error) {
-        VELM_LOG_ERROR("%s", detail::ExceptionText(error));
+    if (!SaveImage(AFImageFileName(kind, id, channel_id), image)) {
         return false;
     }
+    kind.make_thumbnail(this, id)->CreateThumbnail(channel_id, thumbnail_size, image);
+    return true;
 }
 
 bool VELM_Depository::FOV_SaveAFImage(long id, long channel_id, Stack & image)
 {
-    if (!SaveAF(FOV, id, channel_id, image)) {
-        return false;
-    }
-    VELM_FOV_Thumbnail(this, id).CreateThumbnail(channel_id, thumbnail_size, image);
-    return true;
+    return SaveAF(FOV, id, channel_id, image);
 }
 
 bool VELM_Depository::VOI_SaveAFImage(long id, long channel_id, Stack & image)
 {
-    if (!SaveAF(VOI, id, channel_id, image)) {
-        return false;
-    }
-    VELM_VOI_Thumbnail(this, id).CreateThumbnail(channel_id, thumbnail_size, image);
-    return true;
+    return SaveAF(VOI, id, channel_id, image);
 }
 
 bool VELM_Depository::LoadOldAF(Kind const & kind, long id, long channel_id, Stack & image)
@@ -394,47 +392,54 @@ wxOutputStream * VELM_Depository::FOV_GetImageOutputStream(long id, long channel
 
 // --- resolution
 
-bool VELM_Depository::ChangeChannelResolution(long fov_id, long channel_id,
+bool VELM_Depository::ChangeChannelResolution(Kind const & kind, long id, long channel_id,
                                               vexa::Vector3d<float> const & resolution)
 {
     Stack image;
-    if (!FOV_LoadAFImage(fov_id, channel_id, image, nullptr)) {
+    if (!LoadAF(kind, id, channel_id, image, nullptr)) {
         return false;
     }
     image.resolution = vexa::Resolution(resolution);
-    if (!FOV_SaveAFImage(fov_id, channel_id, image) || !FOV_LoadImage(fov_id, channel_id, image, nullptr)) {
+    if (!SaveAF(kind, id, channel_id, image) ||
+        !LoadImage(ImageFileName(kind, id, channel_id), image, nullptr)) {
         return false;
     }
     image.resolution = vexa::Resolution(resolution);
-    if (!FOV_SaveImage(fov_id, channel_id, image)) {
+    if (!SaveStack(kind, id, channel_id, image)) {
         return false;
     }
-    VELM_FOV_Thumbnail(this, fov_id).Delete(channel_id);
+    kind.make_thumbnail(this, id)->Delete(channel_id);
     return true;
 }
 
-bool VELM_Depository::FOV_ChangeResolution(VELM_FOV & fov, vexa::Vector3d<float> & resolution)
+bool VELM_Depository::ChangeResolution(Kind const & kind, long id, VELM_ChannelList const & channels,
+                                       vexa::Vector3d<float> const & resolution)
 {
-    VELM_ChannelList const channels = fov.GetChannelListRef();
     for (unsigned int i = 0; i < channels.GetCount(); ++i) {
-        if (!ChangeChannelResolution(fov.GetId(), channels[i].GetId(), resolution)) {
-            VELM_LOG_ERROR("Unable to update images in FOV %s", FOV_IdToString(fov.GetId()));
+        if (!ChangeChannelResolution(kind, id, channels[i].GetId(), resolution)) {
+            VELM_LOG_ERROR("Unable to update images in %s %s", kind.name,
+                           wxString::Format(IdFormat(this->*kind.id_width), id));
             return false;
         }
     }
     return true;
 }
 
+bool VELM_Depository::FOV_ChangeResolution(VELM_FOV & fov, vexa::Vector3d<float> & resolution)
+{
+    return ChangeResolution(FOV, fov.GetId(), fov.GetChannelListRef(), resolution);
+}
+
 // --- thumbnails
 
 wxString VELM_Depository::FOV_GetThumbnailURL(long fov_id, long channel_id)
 {
-    return VELM_FOV_Thumbnail(this, fov_id).GetURL(channel_id, thumbnail_size);
+    return FOV.make_thumbnail(this, fov_id)->GetURL(channel_id, thumbnail_size);
 }
 
 wxString VELM_Depository::VOI_GetThumbnailURL(long voi_id, long channel_id)
 {
-    return VELM_VOI_Thumbnail(this, voi_id).GetURL(channel_id, thumbnail_size);
+    return VOI.make_thumbnail(this, voi_id)->GetURL(channel_id, thumbnail_size);
 }
 
 } // namespace velm

@@ -4,6 +4,9 @@
 // What tells the two kinds of image set apart. Internal to the sources of VELM_Depository.
 
 #include "velm_depository.h"
+#include "velm_thumbnail.h"
+
+#include <memory>
 
 namespace velm {
 
@@ -12,6 +15,7 @@ struct VELM_Depository::Kind {
     char const * id_name;   // of the id, in messages
     char const * directory; // of all records, in the depository
     int VELM_Depository::*id_width;
+    std::unique_ptr<VELM_Thumbnail> (*make_thumbnail)(VELM_Depository * depository, long id);
 };
 
 } // namespace velm
