@@ -84,3 +84,8 @@ velm_test(apps/velm_scan_options_test LIBRARIES velm_acquisition SOURCES ${PROJE
 # The tree
 velm_test(source_tree_test)
 set_source_files_properties(source_tree_test.cpp PROPERTIES COMPILE_DEFINITIONS VELM_SOURCE_ROOT="${PROJECT_SOURCE_DIR}")
+# The simulated microscope
+foreach(unit IN ITEMS sim_clock sim_fading sim_faults sim_machine sim_machine_fault sim_motion sim_noise
+                      sim_optics sim_renderer sim_specimen)
+  velm_test(sim/${unit}_test LIBRARIES velm_sim_core)
+endforeach()

@@ -11,8 +11,8 @@
 
 namespace velm::sim {
 
-// How long each cell of the slide has been lit in the excitation light of each marker, and what is left of its
-// light. Not locked.
+// How long each cell of the slide has been lit in the excitation light of each marker, and what is left of
+// its light. Not locked.
 class Fading {
   public:
     // Adds lit time, in seconds, to every cell of the area.

@@ -98,8 +98,9 @@ Microseconds Blades::Move(Microseconds now, bool open, Microseconds delay)
 
 double Blades::Opening(Microseconds time) const
 {
-    auto const after = std::upper_bound(_corners.begin(), _corners.end(), time,
-                                        [](Microseconds t, Corner const & corner) { return t < corner.time; });
+    auto const after =
+        std::upper_bound(_corners.begin(), _corners.end(), time,
+                         [](Microseconds t, Corner const & corner) { return t < corner.time; });
     if (after == _corners.end()) {
         return _corners.back().opening;
     }

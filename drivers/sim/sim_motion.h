@@ -9,8 +9,8 @@ namespace velm::sim {
 
 // How an axis moves.
 struct AxisParams {
-    double speed = 1.0e5;           // units a second
-    double acceleration = 1.0e6;    // units a second, a second
+    double speed = 1.0e5;            // units a second
+    double acceleration = 1.0e6;     // units a second, a second
     Microseconds settling = 10000.0; // from standing still to being counted as arrived
     double backlash = 0.0;           // units by which the load lags behind when the direction turns
 };

@@ -11,7 +11,7 @@ namespace {
 
 constexpr double PI = 3.14159265358979323846;
 constexpr std::size_t FINE_BLOBS = 170;
-constexpr std::size_t CELLS_KEPT = 32768;
+constexpr std::size_t CELLS_KEPT = 16384;
 constexpr double CLOSEST = 8.5; // microns between the centres of two nuclei
 
 // Keeps the streams of numbers of different purposes apart.
