@@ -14,6 +14,7 @@ namespace {
 
 char const * const GAIN = "GAIN";
 char const * const GAIN_LABEL = "Gain";
+char const * const GAIN_UNIT = "x";
 char const * const COOLING = "COOLING";
 char const * const COOLING_LABEL = "Sensor temperature";
 char const * const COOLING_UNIT = "deg C";
@@ -128,7 +129,7 @@ VELM_CameraSetting * SimCameraSetting::Clone() const
 
 wxString SimCameraSetting::GetExtraString() const
 {
-    return wxString::Format("%s|%s||%s|%s|%s|", GAIN, GAIN_LABEL, COOLING, COOLING_LABEL, COOLING_UNIT);
+    return wxString::Format("%s|%s|%s|%s|%s|%s|", GAIN, GAIN_LABEL, GAIN_UNIT, COOLING, COOLING_LABEL, COOLING_UNIT);
 }
 
 } // namespace velm::sim

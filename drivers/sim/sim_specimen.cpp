@@ -194,23 +194,24 @@ Blob Merge(std::vector<Blob> const & blobs)
 // Joins the blobs that share a box of a lattice over the nucleus.
 std::vector<Blob> MergeByLattice(std::vector<Blob> const & fine, double across, double along)
 {
-    std::unordered_map<long, std::size_t> places;
-    std::vector<std::vector<Blob>> groups;
+    std::vector<std::pair<long, std::size_t>> boxes; // box and index of each blob
+    boxes.reserve(fine.size());
     for (Blob const & blob : fine) {
         auto const index = [](float v, double lattice) {
             return std::lround(static_cast<double>(v) / lattice) + 16;
         };
-        long const key = (index(blob.x, across) * 64 + index(blob.y, across)) * 64 + index(blob.z, along);
-        auto const [place, added] = places.try_emplace(key, groups.size());
-        if (added) {
-            groups.emplace_back();
-        }
-        groups[place->second].push_back(blob);
+        boxes.emplace_back((index(blob.x, across) * 64 + index(blob.y, across)) * 64 + index(blob.z, along),
+                           boxes.size());
     }
+    std::sort(boxes.begin(), boxes.end());
     std::vector<Blob> coarse;
-    coarse.reserve(groups.size());
-    for (auto const & group : groups) {
-        coarse.push_back(Merge(group));
+    std::vector<Blob> group;
+    for (std::size_t i = 0; i < boxes.size(); ++i) {
+        group.push_back(fine[boxes[i].second]);
+        if (i + 1 == boxes.size() || boxes[i + 1].first != boxes[i].first) {
+            coarse.push_back(Merge(group));
+            group.clear();
+        }
     }
     return coarse;
 }
@@ -328,8 +329,8 @@ double Specimen::Occupancy(double x, double y) const
 {
     double const crowd = 0.65 * Noise(Join(_params.seed, OCCUPANCY), x, y, 230.0) +
                          0.35 * Noise(Join(_params.seed, OCCUPANCY, 1), x, y, 70.0);
-    double const chance = 1.9 * (crowd - 0.26) * _params.density;
-    return std::clamp(chance, 0.0, 0.6);
+    double const chance = 2.4 * (crowd - 0.36) * _params.density;
+    return std::clamp(chance, 0.0, 0.55);
 }
 
 Nucleus const * Specimen::NucleusOf(long cell_x, long cell_y)
