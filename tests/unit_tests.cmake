@@ -85,7 +85,13 @@ velm_test(apps/velm_scan_options_test LIBRARIES velm_acquisition SOURCES ${PROJE
 velm_test(source_tree_test)
 set_source_files_properties(source_tree_test.cpp PROPERTIES COMPILE_DEFINITIONS VELM_SOURCE_ROOT="${PROJECT_SOURCE_DIR}")
 # The simulated microscope
-foreach(unit IN ITEMS sim_clock sim_fading sim_faults sim_machine sim_machine_fault sim_motion sim_noise
-                      sim_optics sim_renderer sim_specimen)
+foreach(unit IN ITEMS sim_clock sim_config sim_fading sim_faults sim_machine sim_machine_fault sim_motion
+                      sim_noise sim_optics sim_renderer sim_specimen sim_truth)
   velm_test(sim/${unit}_test LIBRARIES velm_sim_core)
 endforeach()
+velm_gui_test(sim/sim_camera_setting_test LIBRARIES velm_sim_core)
+velm_gui_test(sim/sim_devices_test LIBRARIES velm_sim_core)
+velm_test(sim/sim_rig_test)
+add_dependencies(sim_rig_test velm_sim)
+target_compile_definitions(sim_rig_test PRIVATE
+  VELM_RIG_DIR="${CMAKE_SOURCE_DIR}/rigs/simulated" VELM_SIM_DRIVER_DIR="${VELM_DRIVER_OUTPUT_DIRECTORY}")

@@ -129,7 +129,8 @@ VELM_CameraSetting * SimCameraSetting::Clone() const
 
 wxString SimCameraSetting::GetExtraString() const
 {
-    return wxString::Format("%s|%s|%s|%s|%s|%s|", GAIN, GAIN_LABEL, GAIN_UNIT, COOLING, COOLING_LABEL, COOLING_UNIT);
+    return wxString::Format("%s|%s|%s|%s|%s|%s|", GAIN, GAIN_LABEL, GAIN_UNIT, COOLING, COOLING_LABEL,
+                            COOLING_UNIT);
 }
 
 } // namespace velm::sim

@@ -86,14 +86,13 @@ Microseconds Blades::Move(Microseconds now, bool open, Microseconds delay)
         _corners.pop_back();
     }
     double const target = open ? 1.0 : 0.0;
-    _target_open = open;
-    _arrival = now + delay + std::abs(target - opening) * _travel;
+    Microseconds const arrival = now + delay + std::abs(target - opening) * _travel;
     _corners.push_back({now, opening});
     if (delay > 0.0) {
         _corners.push_back({now + delay, opening});
     }
-    _corners.push_back({_arrival, target});
-    return _arrival;
+    _corners.push_back({arrival, target});
+    return arrival;
 }
 
 double Blades::Opening(Microseconds time) const

@@ -32,7 +32,6 @@ class Axis {
     double Load(Microseconds time) const;
 
     Microseconds Arrival() const { return _arrival; }
-    double Target() const { return _target; }
 
   private:
     AxisParams _params;
@@ -57,9 +56,6 @@ class Blades {
     // For how long they let light through between two times, an opening of a half counting half.
     Microseconds OpenTime(Microseconds from, Microseconds to) const;
 
-    bool IsTargetOpen() const { return _target_open; }
-    Microseconds Arrival() const { return _arrival; }
-
     // Forgets how they moved before the time.
     void Forget(Microseconds time);
 
@@ -71,8 +67,6 @@ class Blades {
     };
 
     Microseconds _travel; // from closed to open
-    bool _target_open = false;
-    Microseconds _arrival = 0.0;
     std::vector<Corner> _corners{{0.0, 0.0}};
 };
 

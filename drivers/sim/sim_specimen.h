@@ -129,7 +129,6 @@ class Specimen {
     explicit Specimen(SpecimenParams const & params);
 
     FocusSurface const & Focus() const { return _focus; }
-    SpecimenParams const & Params() const { return _params; }
 
     // The nucleus that belongs to the cell, or null; it may reach over the cell's border. Valid until Trim.
     Nucleus const * NucleusOf(long cell_x, long cell_y);

@@ -107,21 +107,17 @@ TEST(SimCameraSetting, DiffersByGainAndCooling)
 TEST(SimCameraSetting, IsNotTheSameAsAGeneralOneOfEqualValues)
 {
     SimCameraSetting const setting = Unusual();
-    VELM_GeneralCameraSetting const general("Simulated microscope", 2, 4, 10, 309, 20, 219, 12345, 14, 14, 640,
-                                            480);
+    VELM_GeneralCameraSetting const general("Simulated microscope", 2, 4, 10, 309, 20, 219, 12345, 14, 14,
+                                            640, 480);
     EXPECT_FALSE(setting == &general);
 }
 
 TEST(SimCameraSetting, GoesThroughItsPanel)
 {
-    if (!wxTheApp->IsGUI() || !wxTheApp->wxEvtHandler::GetEvtHandlerEnabled()) {
-        GTEST_SKIP() << "no display";
-    }
     wxFrame frame(nullptr, wxID_ANY, "settings");
     SimCameraSetting shown(640, 480, 12);
     shown.CreateAdvSettingPanel(&frame, nullptr);
-    SimCameraSetting const unusual = Unusual();
-    SimCameraSetting source = unusual;
+    SimCameraSetting source = Unusual();
     source.PutAdvSettingToPanel(&frame, nullptr);
     shown.CopyAdvSettingFromPanel(&frame, nullptr);
     EXPECT_EQ(shown.GetGain(), 4);

@@ -123,7 +123,8 @@ TEST_F(SimConfigTest, AnEntryThatMakesNoSenseIsNamed)
     std::string const start = "Error in the simulated microscope's entry ";
     EXPECT_EQ(Refusal("SensorWidth=wide\n"),
               start + "'SensorWidth' (wide): must be a whole number from 16 to 8192");
-    EXPECT_EQ(Refusal("SensorHeight=7\n"), start + "'SensorHeight' (7): must be a whole number from 16 to 8192");
+    EXPECT_EQ(Refusal("SensorHeight=7\n"),
+              start + "'SensorHeight' (7): must be a whole number from 16 to 8192");
     EXPECT_EQ(Refusal("BitDepth=12.5\n"), start + "'BitDepth' (12.5): must be a whole number from 8 to 16");
     EXPECT_EQ(Refusal("TimeScale=-1\n"), start + "'TimeScale' (-1): must be a number from 0 to 1000");
     EXPECT_EQ(Refusal("ZStart=20000\n"),
