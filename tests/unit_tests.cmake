@@ -94,4 +94,4 @@ velm_gui_test(sim/sim_devices_test LIBRARIES velm_sim_core)
 velm_test(sim/sim_rig_test)
 add_dependencies(sim_rig_test velm_sim)
 target_compile_definitions(sim_rig_test PRIVATE
-  VELM_RIG_DIR="${CMAKE_SOURCE_DIR}/rigs/simulated" VELM_SIM_DRIVER_DIR="${VELM_DRIVER_OUTPUT_DIRECTORY}")
+  VELM_RIG_DIR="${CMAKE_SOURCE_DIR}/rigs/simulated" VELM_SIM_DRIVER_DIR="${CMAKE_BINARY_DIR}/${VELM_DRIVER_SUBDIR}")

@@ -4,6 +4,7 @@
 #include "velm_db.h"
 
 #include <wx/fileconf.h>
+#include <wx/utils.h>
 
 namespace velm::sim {
 
@@ -18,18 +19,21 @@ class Entries {
     void Read(wxString const & key, T & value, double low, double high) const
     {
         wxString text;
-        if (!_config->Read(key, &text)) {
-            return;
+        if (_config->Read(key, &text)) {
+            Convert(key, text, value, low, high);
         }
-        double number = 0.0;
-        bool const whole = std::is_integral_v<T>;
-        bool const numeric = text.ToCDouble(&number) && number >= low && number <= high;
-        if (!numeric || (whole && number != static_cast<double>(static_cast<long long>(number)))) {
-            throw VELM_HWError(wxString::Format(
-                "Error in the simulated microscope's entry '%s' (%s): must be a%s number from %s to %s", key,
-                text, whole ? " whole" : "", wxString::FromCDouble(low), wxString::FromCDouble(high)));
+    }
+
+    // As Read, but a missing entry is taken from an environment variable.
+    template <typename T>
+    void ReadOrEnvironment(wxString const & key, wxString const & variable, T & value, double low,
+                           double high) const
+    {
+        wxString text;
+        if (!_config->HasEntry(key) && wxGetEnv(variable, &text)) {
+            Convert(variable, text, value, low, high);
         }
-        value = static_cast<T>(number);
+        Read(key, value, low, high);
     }
 
     // A number that the file gives in units as many times as large.
@@ -55,6 +59,20 @@ class Entries {
     }
 
   private:
+    template <typename T>
+    static void Convert(wxString const & key, wxString const & text, T & value, double low, double high)
+    {
+        double number = 0.0;
+        bool const whole = std::is_integral_v<T>;
+        bool const numeric = text.ToCDouble(&number) && number >= low && number <= high;
+        if (!numeric || (whole && number != static_cast<double>(static_cast<long long>(number)))) {
+            throw VELM_HWError(wxString::Format(
+                "Error in the simulated microscope's entry '%s' (%s): must be a%s number from %s to %s", key,
+                text, whole ? " whole" : "", wxString::FromCDouble(low), wxString::FromCDouble(high)));
+        }
+        value = static_cast<T>(number);
+    }
+
     wxFileConfig * _config;
 };
 
@@ -102,7 +120,7 @@ void ReadMechanics(Entries const & entries, SimConfig & sim)
 
 void ReadSpecimen(Entries const & entries, SimConfig & sim)
 {
-    entries.Read("Seed", sim.seed, 0, 1e15);
+    entries.ReadOrEnvironment("Seed", "VELM_SIM_SEED", sim.seed, 0, 1e15);
     sim.specimen.seed = sim.seed;
     entries.Read("Density", sim.specimen.density, 0, 10);
     entries.Read("FocusHeight", sim.specimen.focus_height, -1e6, 1e6);

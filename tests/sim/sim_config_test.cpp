@@ -55,6 +55,20 @@ TEST_F(SimConfigTest, AnEmptySectionGivesAWorkingMicroscope)
     EXPECT_TRUE(sim.faults.empty());
 }
 
+TEST_F(SimConfigTest, TheSeedComesFromTheEnvironmentWhenTheFileHasNone)
+{
+    wxSetEnv("VELM_SIM_SEED", "42");
+    EXPECT_EQ(Read("").seed, 42u);
+    EXPECT_EQ(Read("").specimen.seed, 42u);
+    EXPECT_EQ(Read("Seed=7\n").seed, 7u);
+    wxSetEnv("VELM_SIM_SEED", "many");
+    EXPECT_EQ(Refusal(""),
+              "Error in the simulated microscope's entry 'VELM_SIM_SEED' (many): must be a whole "
+              "number from 0 to 1e+15");
+    wxUnsetEnv("VELM_SIM_SEED");
+    EXPECT_EQ(Read("").seed, 1u);
+}
+
 TEST_F(SimConfigTest, ScaleAndOrientationsComeFromTheRoot)
 {
     SimConfig const sim = Read("", "MicResX=7000\nMicResY=6900\nStageOrientationX=-1\nStageOrientationY=0\n");
