@@ -5,9 +5,8 @@
 
 namespace velm::config {
 
-DescriptionFile::DescriptionFile(wxString const & path, Expansion expansion)
-    : wxFileConfig(wxEmptyString, wxEmptyString, path, wxEmptyString, wxCONFIG_USE_RELATIVE_PATH,
-                   wxConvAuto())
+DescriptionFile::DescriptionFile(wxString const & path, Expansion expansion, long style)
+    : wxFileConfig(wxEmptyString, wxEmptyString, path, wxEmptyString, style, wxConvAuto())
 {
     SetExpandEnvVars(expansion == Expansion::On);
 }

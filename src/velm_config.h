@@ -18,11 +18,12 @@ namespace velm::config {
 enum class Expansion { Off, On };
 
 // A description file, opened by the one convention of all of them: no application, vendor or global file,
-// relative group paths. Nothing is written before Flush or destruction. A file that doesn't exist reads as
-// empty.
+// relative group paths unless the style says otherwise. Nothing is written before Flush or destruction. A
+// file that doesn't exist reads as empty.
 class VELM_API DescriptionFile : public wxFileConfig {
   public:
-    explicit DescriptionFile(wxString const & path, Expansion expansion = Expansion::Off);
+    explicit DescriptionFile(wxString const & path, Expansion expansion = Expansion::Off,
+                             long style = wxCONFIG_USE_RELATIVE_PATH);
 
     // Writes what has changed, once: true when it is on disk, also when there was nothing to write. On
     // failure what was not written is given up, since a file that refused it now would refuse it again at

@@ -17,19 +17,29 @@ constexpr std::size_t MAX_WORKING_DIRS = 9;
 constexpr wxWindowID FIRST_HISTORY_MENU_ID = 5051;
 constexpr char const * USER_GROUP = "/Sorvenum/";
 
+wxString UserFileName()
+{
+    return wxString::Format("%s%cpreferences.txt", wxStandardPaths::Get().GetUserDataDir(),
+                            wxFileName::GetPathSeparator());
+}
+
 // The user's file. Its texts stay as they are: paths, which may hold a "$".
-class UserFile : public wxFileConfig {
+class UserFile : public config::DescriptionFile {
   public:
     UserFile()
-        : wxFileConfig(wxEmptyString, wxEmptyString,
-                       wxString::Format("%s%cpreferences.txt", wxStandardPaths::Get().GetUserDataDir(),
-                                        wxFileName::GetPathSeparator()),
-                       wxEmptyString, wxCONFIG_USE_LOCAL_FILE | wxCONFIG_USE_GLOBAL_FILE)
+        : DescriptionFile(UserFileName(), config::Expansion::Off,
+                          wxCONFIG_USE_LOCAL_FILE | wxCONFIG_USE_GLOBAL_FILE)
     {
-        SetExpandEnvVars(false);
         SetPath(USER_GROUP);
     }
 };
+
+void CloseOrWarn(config::DescriptionFile & file, wxString const & name)
+{
+    if (!file.Close()) {
+        VELM_LOG_WARNING("The settings cannot be written to '%s'.", name);
+    }
+}
 
 // The directory at the key, absolute and normalised; without an entry that of the name in the current
 // directory, with a warning.
@@ -161,22 +171,26 @@ bool VELM_Preferences::ChooseProfile()
 
 bool VELM_Preferences::Save()
 {
-    {
-        config::DescriptionFile ini(_ini_file, config::Expansion::On);
-        config::Write(ini, "ShowDebugMsg", _show_debug_msg);
-        config::Write(ini, "LogWindowHeight", _log_window_height);
-        config::Write(ini, "InitialZoom", _initial_zoom);
-        config::Write(ini, "EnableCompression", _enable_compression);
-        // Reads the same when a variable stands in it, which then stays.
-        if (config::Read<wxString>(ini, "ProfileFile") != _profile_file) {
-            config::Write(ini, "ProfileFile", _profile_file);
-        }
+    config::DescriptionFile ini(_ini_file, config::Expansion::On);
+    config::Write(ini, "ShowDebugMsg", _show_debug_msg);
+    config::Write(ini, "LogWindowHeight", _log_window_height);
+    config::Write(ini, "InitialZoom", _initial_zoom);
+    config::Write(ini, "EnableCompression", _enable_compression);
+    // Reads the same when a variable stands in it, which then stays.
+    if (config::Read<wxString>(ini, "ProfileFile") != _profile_file) {
+        config::Write(ini, "ProfileFile", _profile_file);
     }
-    wxFileName::Mkdir(wxStandardPaths::Get().GetUserDataDir(), wxS_DIR_DEFAULT, wxPATH_MKDIR_FULL);
+    CloseOrWarn(ini, _ini_file);
+
+    {
+        wxLogNull const quiet; // a directory that can't be made shows when the file is written
+        wxFileName::Mkdir(wxStandardPaths::Get().GetUserDataDir(), wxS_DIR_DEFAULT, wxPATH_MKDIR_FULL);
+    }
     UserFile user;
     config::Write(user, "LastChannelCfgFile", _last_channel_cfg_file);
     config::Write(user, "ShowMediaPreview", _show_media_preview);
     _history->Save(user);
+    CloseOrWarn(user, UserFileName());
     return true;
 }
 

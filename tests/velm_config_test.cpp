@@ -1,5 +1,6 @@
 #include "velm_config.h"
 
+#include "support/config_file.h"
 #include "support/log_recorder.h"
 #include "support/temp_directory.h"
 
@@ -119,24 +120,34 @@ TEST_F(ConfigTest, RecordReaderGoesOnAfterAMissingEntry)
     EXPECT_EQ(log.Lines(), (std::vector<LogLine>{Error("loading X : Compulsory entry A not defined.")}));
 }
 
-// A configuration that refuses to write some keys.
-class RefusingConfig : public wxFileConfig {
-  public:
-    explicit RefusingConfig(wxString const & refused) : _refused(refused) { DisableAutoSave(); }
+TEST_F(ConfigTest, RecordReaderCountsAnEntryThatFailsItsTestAsMissing)
+{
+    LogRecorder log;
+    DescriptionFile const file(File("A=1000\nB=999\n"));
+    auto const below_a_thousand = [](long value) { return value < 1000; };
+    long a = 1;
+    long b = 2;
+    config::RecordReader reader(file, "loading X : ");
+    reader.Compulsory("A", a, below_a_thousand).Compulsory("B", b, below_a_thousand);
+    EXPECT_FALSE(reader.IsOk());
+    EXPECT_EQ(a, 1);
+    EXPECT_EQ(b, 999);
+    EXPECT_EQ(log.Lines(), (std::vector<LogLine>{Error("loading X : Compulsory entry A not defined.")}));
+}
 
-  protected:
-    bool DoWriteString(wxString const & key, wxString const & value) override
-    {
-        return key != _refused && wxFileConfig::DoWriteString(key, value);
-    }
-    bool DoWriteLong(wxString const & key, long value) override
-    {
-        return key != _refused && wxFileConfig::DoWriteLong(key, value);
-    }
-
-  private:
-    wxString _refused;
-};
+TEST_F(ConfigTest, RecordReaderSaysWhatIsMissingInARecordsOwnWords)
+{
+    LogRecorder log;
+    DescriptionFile const file(File("B=2\n"));
+    long a = 1;
+    long b = 1;
+    config::RecordReader reader(file, "X::Load: ");
+    reader.Required("A", a, "No A!").Required("B", b, "No B!");
+    EXPECT_FALSE(reader.IsOk());
+    EXPECT_EQ(a, 1);
+    EXPECT_EQ(b, 2);
+    EXPECT_EQ(log.Lines(), (std::vector<LogLine>{Error("X::Load: No A!")}));
+}
 
 TEST_F(ConfigTest, RecordWriterGoesOnAfterARefusedEntry)
 {

@@ -207,6 +207,21 @@ TEST_F(VelmPreferences, AnIniFileNeedsAName)
     EXPECT_EQ(VELM_TRIPPED_BY(VELM_Preferences::CreateInstance("")), "fn != wxEmptyString");
 }
 
+TEST_F(VelmPreferences, SettingsThatCannotBeWrittenAreToldOncePerFile)
+{
+    Create(WithDirectories(""));
+    wxRemoveFile(_ini);
+    wxMkdir(_ini);
+    _home.Write(UserFile().BeforeLast('/'), "in the directory's place");
+    VELM_Preferences::DeleteInstance();
+    wxString const user_file = _home / UserFile();
+    EXPECT_EQ(_log.Lines(),
+              (std::vector<LogLine>{
+                  Warning(("The settings cannot be written to '" + _ini + "'.").ToStdString()),
+                  Warning(("The settings cannot be written to '" + user_file + "'.").ToStdString())}));
+    wxRmdir(_ini);
+}
+
 TEST_F(VelmPreferences, SettersChangeWhatTheyName)
 {
     Create(WithDirectories(""));
