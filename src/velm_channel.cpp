@@ -164,8 +164,9 @@ bool VELM_Channel::Calibrate(VELM_Depository const * depository, bool create_new
     if (_calib_type == CALIBRATION_NO) {
         return true;
     }
-    if (!_calib_img->IsValid(_cam.get())) {
-        if (create_new) {
+    // A damaged file can leave a corrected channel without an image or a camera setting.
+    if (!_calib_img || !_cam || !_calib_img->IsValid(_cam.get())) {
+        if (create_new && _cam) {
             auto image = std::make_unique<VELM_Calibration_Image>();
             image->SetCameraSetting(_cam.get());
             TakeCalibImage(image.release());

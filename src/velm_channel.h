@@ -73,9 +73,9 @@ class VELM_API VELM_Channel {
     void SetCalibImage(VELM_Calibration_Image const * image);
     void TakeCalibImage(VELM_Calibration_Image * image);
 
-    // Makes the calibration image ready for use; it must be there, and a camera setting too. False when one
-    // has to be captured: then, if create_new is true, an empty one with the channel's camera setting stands
-    // in its place. Asks the user when the image's file can't be read.
+    // Makes the calibration image, which must be there, ready for use. False when one has to be captured:
+    // then, if create_new is true, an empty one with the channel's camera setting stands in its place, unless
+    // the channel has no such setting. Asks the user when the image's file can't be read.
     bool Calibrate(VELM_Depository const * depository, bool create_new);
 
     // Reads from the current path; what is missing takes its default, and the result is false when name,

@@ -348,6 +348,20 @@ TEST_F(VelmChannel, CalibratingWithoutAnImageTripsTheAssertionBeforeTheTypeIsLoo
     EXPECT_EQ(VELM_TRIPPED_BY(channel.Calibrate(&*_temp, false)), "_calib_img");
 }
 
+TEST_F(VelmChannel, ACorrectedChannelThatLacksItsImageOrSettingHasToBeCaptured)
+{
+    AssertRecorder const asserts;
+    VELM_Channel channel = TestChannel(1);
+    channel.SetCalibType(CALIBRATION_YES);
+    EXPECT_FALSE(channel.Calibrate(&*_temp, false));
+    EXPECT_EQ(channel.GetCalibImage(), nullptr);
+    EXPECT_FALSE(channel.Calibrate(&*_temp, true));
+    EXPECT_NE(channel.GetCalibImage(), nullptr);
+    channel.TakeCameraSetting(nullptr);
+    EXPECT_FALSE(channel.Calibrate(&*_temp, true));
+    EXPECT_EQ(asserts.Conditions(), (std::vector<std::string>{"_calib_img", "_calib_img"}));
+}
+
 TEST_F(VelmChannel, AChannelThatIsNotCorrectedIsReady)
 {
     VELM_Channel channel = TestChannel(1);
