@@ -22,7 +22,7 @@ char const * const COOLING_UNIT = "deg C";
 void AddSpin(wxWindow * parent, wxSizer * sizer, wxString const & label, wxString const & name, int low,
              int high, int value)
 {
-    int const flags = wxALL | wxALIGN_CENTER_VERTICAL;
+    int const flags = static_cast<int>(wxALL) | static_cast<int>(wxALIGN_CENTER_VERTICAL);
     sizer->Add(new wxStaticText(parent, wxID_ANY, label), 0, flags, 5);
     sizer->Add(new wxSpinCtrl(parent, wxID_ANY, wxEmptyString, wxDefaultPosition, wxDefaultSize,
                               wxSP_ARROW_KEYS, low, high, value, name),

@@ -20,13 +20,13 @@ constexpr std::uint64_t Mix(std::uint64_t value)
 // Folds one more value into a hash.
 constexpr std::uint64_t Join(std::uint64_t hash, std::uint64_t value)
 {
-    return Mix(hash ^ Mix(value));
+    return Mix(hash + value * 0xD1342543DE82EF95ull);
 }
 
 template <typename... Rest>
 constexpr std::uint64_t Join(std::uint64_t hash, std::uint64_t value, Rest... rest)
 {
-    return Join(Join(hash, value), rest...);
+    return Join(Join(hash, value), static_cast<std::uint64_t>(rest)...);
 }
 
 // A signed coordinate as something to hash.

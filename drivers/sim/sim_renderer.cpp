@@ -28,6 +28,19 @@ int FloorHalf(int value)
     return value >= 0 ? value / 2 : -((1 - value) / 2);
 }
 
+// Whole numbers below and above; the standard functions cost a call each.
+int Floor(double value)
+{
+    int const whole = static_cast<int>(value);
+    return whole - (value < whole ? 1 : 0);
+}
+
+int Ceil(double value)
+{
+    int const whole = static_cast<int>(value);
+    return whole + (value > whole ? 1 : 0);
+}
+
 int RoundUp(int count)
 {
     return (count + 7) / 8 * 8;
@@ -61,12 +74,13 @@ class Cumulative {
 };
 
 // peak * exp(-scale * t²) for t = start, start + 1, ... The exponential is the 16th power of its own series,
-// which is off by less than 3e-6 of the peak for scale * t² up to 6, and falls on beyond.
+// which is off by less than 3e-6 of the peak.
 SIM_VECTORISED void SampleGaussian(float start, float scale, float peak, int count, float * values)
 {
     for (int i = 0; i < count; ++i) {
         float const t = start + static_cast<float>(i);
-        float const v = t * t * scale * 0.0625f;
+        float const far = t * t * scale * 0.0625f;
+        float const v = far < 1.2f ? far : 1.2f; // the series turns up again where nothing is left of it
         float power = 1.0f - v * (1.0f - v * (0.5f - v * (1.0f / 6.0f - v * (1.0f / 24.0f))));
         power *= power;
         power *= power;
@@ -76,8 +90,10 @@ SIM_VECTORISED void SampleGaussian(float start, float scale, float peak, int cou
 }
 
 // A Gaussian along one axis at the whole numbers from first to last: its integral over each step when it is
-// narrow, its value otherwise; steps is the number of pixels to a step of the grid, and sigma is in steps.
-void MakeProfile(double centre, double sigma, double steps, int first, int last, std::vector<float> & profile)
+// narrow, its value otherwise; steps is the number of pixels to a step of the grid, sigma is in steps, and
+// light the sum over all pixels.
+void MakeProfile(double centre, double sigma, double steps, double light, int first, int last,
+                 std::vector<float> & profile)
 {
     static Cumulative const cumulative;
     auto const count = static_cast<std::size_t>(last - first + 1);
@@ -86,13 +102,13 @@ void MakeProfile(double centre, double sigma, double steps, int first, int last,
         double below = cumulative.At((first - 0.5 - centre) / sigma);
         for (std::size_t i = 0; i < count; ++i) {
             double const above = cumulative.At((first + static_cast<double>(i) + 0.5 - centre) / sigma);
-            profile[i] = static_cast<float>((above - below) / KEPT);
+            profile[i] = static_cast<float>(light * (above - below) / KEPT);
             below = above;
         }
         return;
     }
     SampleGaussian(static_cast<float>(first - centre), static_cast<float>(0.5 / (sigma * sigma)),
-                   static_cast<float>(1.0 / (ROOT_2_PI * sigma * steps * KEPT)), static_cast<int>(count),
+                   static_cast<float>(light / (ROOT_2_PI * sigma * steps * KEPT)), static_cast<int>(count),
                    profile.data());
 }
 
@@ -198,7 +214,7 @@ void BlobCanvas::Add(double x, double y, double sigma_x, double sigma_y, double 
         return sigma < NARROW ? sigma : std::sqrt(sigma * sigma + 1.0 / 12.0);
     };
     double const wide_x = widen(sigma_x);
-    double const wide_y = widen(sigma_y);
+    double const wide_y = sigma_y == sigma_x ? wide_x : widen(sigma_y);
     std::size_t level = 0;
     double steps = 1.0;
     while (std::min(wide_x, wide_y) >= WIDE * steps && level + 1 < LEVELS) {
@@ -206,26 +222,24 @@ void BlobCanvas::Add(double x, double y, double sigma_x, double sigma_y, double 
         ++level;
     }
     Grid const & window = _grids[level];
-    double const u = x / steps;
-    double const v = y / steps;
+    double const scale = 1.0 / steps;
+    double const u = x * scale;
+    double const v = y * scale;
     // A narrow Gaussian's light reaches half a pixel farther than its cut.
-    double const reach_x = CUT * wide_x / steps + (level == 0 ? 0.5 : 0.0);
-    double const reach_y = CUT * wide_y / steps + (level == 0 ? 0.5 : 0.0);
-    int const left = static_cast<int>(std::ceil(u - reach_x));
+    double const beyond = level == 0 ? 0.5 : 0.0;
+    double const reach_x = CUT * scale * wide_x + beyond;
+    double const reach_y = CUT * scale * wide_y + beyond;
     // Whole registers are drawn faster than parts of one, and beyond the cut there is next to no light.
-    int const right = left + RoundUp(static_cast<int>(std::floor(u + reach_x)) - left + 1) - 1;
-    int const top = static_cast<int>(std::ceil(v - reach_y));
-    int const bottom = static_cast<int>(std::floor(v + reach_y));
+    int const left = Ceil(u - reach_x);
+    int const right = left + RoundUp(Floor(u + reach_x) - left + 1) - 1;
+    int const top = Ceil(v - reach_y);
+    int const bottom = Floor(v + reach_y);
     if (right < window.first_x || left >= window.first_x + window.width || bottom < window.first_y ||
         top >= window.first_y + window.height || left > right || top > bottom) {
         return;
     }
-    MakeProfile(u, wide_x / steps, steps, left, right, _columns);
-    MakeProfile(v, wide_y / steps, steps, top, bottom, _rows);
-    auto const scale = static_cast<float>(light);
-    for (float & value : _rows) {
-        value *= scale;
-    }
+    MakeProfile(u, scale * wide_x, steps, 1.0, left, right, _columns);
+    MakeProfile(v, scale * wide_y, steps, light, top, bottom, _rows);
     AddProduct(Use(level), left, top);
 }
 

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 namespace velm::sim {
 
@@ -11,7 +12,7 @@ namespace {
 
 constexpr double PI = 3.14159265358979323846;
 constexpr std::size_t FINE_BLOBS = 170;
-constexpr std::size_t CELLS_KEPT = 16384;
+constexpr std::size_t CELLS_KEPT = 8192;
 constexpr double CLOSEST = 8.5; // microns between the centres of two nuclei
 
 // Keeps the streams of numbers of different purposes apart.
@@ -105,7 +106,9 @@ class Texture {
         double value = 0.35 + 0.9 * Noise(_hash, p[0] + 7.0, p[1] + 3.0 + 5.0 * p[2], 0.55) +
                        0.4 * Noise(_hash + 1, p[0] + 5.0 * p[2], p[1], 0.22);
         for (auto const & nucleolus : _nucleoli) {
-            double const distance = std::hypot(p[0] - nucleolus[0], p[1] - nucleolus[1]);
+            double const dx = p[0] - nucleolus[0];
+            double const dy = p[1] - nucleolus[1];
+            double const distance = std::sqrt(dx * dx + dy * dy);
             double const edge = (distance - nucleolus[2]) / 0.06;
             value *= 0.25 + 0.75 / (1.0 + std::exp(-edge));
         }
@@ -158,79 +161,134 @@ std::vector<Blob> MakeFineBlobs(Nucleus const & nucleus, std::uint64_t hash)
     return blobs;
 }
 
-// One Gaussian with the light, the centre and the variances of all.
-Blob Merge(std::vector<Blob> const & blobs)
-{
-    double weight = 0.0, x = 0.0, y = 0.0, z = 0.0;
-    for (Blob const & blob : blobs) {
+// Adds blobs up to one with their light, their centre and their variances.
+class Merger {
+  public:
+    void Add(Blob const & blob)
+    {
         double const w = static_cast<double>(blob.weight);
-        weight += w;
-        x += w * static_cast<double>(blob.x);
-        y += w * static_cast<double>(blob.y);
-        z += w * static_cast<double>(blob.z);
-    }
-    x /= weight;
-    y /= weight;
-    z /= weight;
-    double across = 0.0, along = 0.0;
-    for (Blob const & blob : blobs) {
-        double const w = static_cast<double>(blob.weight) / weight;
-        double const dx = static_cast<double>(blob.x) - x;
-        double const dy = static_cast<double>(blob.y) - y;
-        double const dz = static_cast<double>(blob.z) - z;
+        double const x = static_cast<double>(blob.x);
+        double const y = static_cast<double>(blob.y);
+        double const z = static_cast<double>(blob.z);
         double const sigma = static_cast<double>(blob.sigma);
         double const depth = static_cast<double>(blob.depth);
-        across += w * (sigma * sigma + 0.5 * (dx * dx + dy * dy));
-        along += w * (depth * depth + dz * dz);
+        _weight += w;
+        _x += w * x;
+        _y += w * y;
+        _z += w * z;
+        _across += w * (sigma * sigma + 0.5 * (x * x + y * y));
+        _along += w * (depth * depth + z * z);
     }
-    return {static_cast<float>(x),
-            static_cast<float>(y),
-            static_cast<float>(z),
-            static_cast<float>(std::sqrt(across)),
-            static_cast<float>(std::sqrt(along)),
-            static_cast<float>(weight)};
+
+    Blob Result() const
+    {
+        double const x = _x / _weight;
+        double const y = _y / _weight;
+        double const z = _z / _weight;
+        double const across = _across / _weight - 0.5 * (x * x + y * y);
+        double const along = std::max(0.0, _along / _weight - z * z);
+        return {static_cast<float>(x),
+                static_cast<float>(y),
+                static_cast<float>(z),
+                static_cast<float>(std::sqrt(across)),
+                static_cast<float>(std::sqrt(along)),
+                static_cast<float>(_weight)};
+    }
+
+  private:
+    double _weight = 0.0;
+    double _x = 0.0; // first and second moments
+    double _y = 0.0;
+    double _z = 0.0;
+    double _across = 0.0;
+    double _along = 0.0;
+};
+
+Blob Merge(std::vector<Blob> const & blobs)
+{
+    Merger merger;
+    for (Blob const & blob : blobs) {
+        merger.Add(blob);
+    }
+    return merger.Result();
 }
 
 // Joins the blobs that share a box of a lattice over the nucleus.
 std::vector<Blob> MergeByLattice(std::vector<Blob> const & fine, double across, double along)
 {
-    std::vector<std::pair<long, std::size_t>> boxes; // box and index of each blob
-    boxes.reserve(fine.size());
+    constexpr int SIDE = 16; // boxes to a side, more than any nucleus needs
+    std::array<std::uint8_t, SIDE * SIDE * SIDE> numbers{};
+    std::vector<Merger> groups;
+    auto const index = [](float v, double lattice) {
+        int const box = static_cast<int>(std::floor(static_cast<double>(v) / lattice + 0.5));
+        return static_cast<std::size_t>(std::clamp(box + SIDE / 2, 0, SIDE - 1));
+    };
     for (Blob const & blob : fine) {
-        auto const index = [](float v, double lattice) {
-            return std::lround(static_cast<double>(v) / lattice) + 16;
-        };
-        boxes.emplace_back((index(blob.x, across) * 64 + index(blob.y, across)) * 64 + index(blob.z, along),
-                           boxes.size());
-    }
-    std::sort(boxes.begin(), boxes.end());
-    std::vector<Blob> coarse;
-    std::vector<Blob> group;
-    for (std::size_t i = 0; i < boxes.size(); ++i) {
-        group.push_back(fine[boxes[i].second]);
-        if (i + 1 == boxes.size() || boxes[i + 1].first != boxes[i].first) {
-            coarse.push_back(Merge(group));
-            group.clear();
+        std::uint8_t & number =
+            numbers[(index(blob.x, across) * SIDE + index(blob.y, across)) * SIDE + index(blob.z, along)];
+        if (number == 0) {
+            groups.emplace_back();
+            number = static_cast<std::uint8_t>(groups.size());
         }
+        groups[number - 1u].Add(blob);
+    }
+    std::vector<Blob> coarse;
+    coarse.reserve(groups.size());
+    for (Merger const & group : groups) {
+        coarse.push_back(group.Result());
     }
     return coarse;
 }
 
+// Joins whole columns of blobs: each goes to the nearest across of the first few, which lie evenly in the
+// nucleus. Boxes as wide as these groups would show in the picture.
+std::vector<Blob> MergeColumns(std::vector<Blob> const & fine, std::size_t count)
+{
+    std::vector<Merger> groups(count);
+    for (Blob const & blob : fine) {
+        std::size_t nearest = 0;
+        float least = std::numeric_limits<float>::max();
+        for (std::size_t i = 0; i < count; ++i) {
+            float const dx = blob.x - fine[i].x;
+            float const dy = blob.y - fine[i].y;
+            float const distance = dx * dx + dy * dy;
+            nearest = distance < least ? i : nearest;
+            least = std::min(distance, least);
+        }
+        groups[nearest].Add(blob);
+    }
+    std::vector<Blob> coarse;
+    coarse.reserve(count);
+    for (Merger const & group : groups) {
+        coarse.push_back(group.Result());
+    }
+    return coarse;
+}
+
+// The mean variance of blobs across the axis.
+double VarianceOf(std::vector<Blob> const & blobs)
+{
+    double sum = 0.0;
+    for (Blob const & blob : blobs) {
+        double const sigma = static_cast<double>(blob.sigma);
+        sum += static_cast<double>(blob.weight) * sigma * sigma;
+    }
+    return sum;
+}
+
 std::vector<Grade> MakeGrades(std::vector<Blob> fine)
 {
-    std::vector<Grade> grades(1, Grade{0.0, std::move(fine)});
-    struct Lattice {
-        double across;
-        double along; // microns
+    std::vector<Grade> grades;
+    double const variance = VarianceOf(fine);
+    auto const add = [&](std::vector<Blob> blobs) {
+        double const spread = std::sqrt(std::max(0.0, VarianceOf(blobs) - variance));
+        grades.push_back({spread, std::move(blobs)});
     };
-    // The last takes whole columns. Wider ones would show, because merged blobs would no longer overlap.
-    for (Lattice const lattice : {Lattice{1.6, 1.6}, Lattice{1.9, 2.4}, Lattice{2.2, 10.0}}) {
-        // The standard deviation of an even spread over one box.
-        grades.push_back({lattice.across / std::sqrt(12.0),
-                          MergeByLattice(grades[0].blobs, lattice.across, lattice.along)});
-    }
-    Blob const whole = Merge(grades[0].blobs);
-    grades.push_back({static_cast<double>(whole.sigma), {whole}});
+    add(fine);
+    add(MergeByLattice(fine, 1.6, 1.6));
+    add(MergeByLattice(fine, 1.9, 2.4));
+    add(MergeColumns(fine, 14));
+    add({Merge(fine)});
     return grades;
 }
 
@@ -261,7 +319,7 @@ std::vector<Spot> MakeSpots(Nucleus const & nucleus, unsigned int kinds, std::ui
 std::vector<Blob> const & Nucleus::BlobsFor(double blur, double pixel) const
 {
     std::size_t grade = grades.size() - 1;
-    while (grade > 0 && 2.0 * grades[grade].spread > std::max(blur, 3.2 * pixel)) {
+    while (grade > 0 && 2.0 * grades[grade].spread > std::max(blur, 3.6 * pixel)) {
         --grade;
     }
     return grades[grade].blobs;
@@ -327,8 +385,10 @@ double Specimen::Background(double x, double y) const
 
 double Specimen::Occupancy(double x, double y) const
 {
-    double const crowd = 0.65 * Noise(Join(_params.seed, OCCUPANCY), x, y, 230.0) +
+    double const noise = 0.65 * Noise(Join(_params.seed, OCCUPANCY), x, y, 230.0) +
                          0.35 * Noise(Join(_params.seed, OCCUPANCY, 1), x, y, 70.0);
+    // The first look at a slide is never at an empty part.
+    double const crowd = noise + 0.35 * std::exp(-(x * x + y * y) / (250.0 * 250.0));
     double const chance = 2.4 * (crowd - 0.36) * _params.density;
     return std::clamp(chance, 0.0, 0.55);
 }
@@ -338,7 +398,8 @@ Nucleus const * Specimen::NucleusOf(long cell_x, long cell_y)
     std::uint64_t const key = (Bits(cell_x) << 32) ^ (Bits(cell_y) & 0xFFFFFFFFull);
     auto const [place, added] = _cells.try_emplace(key);
     if (added) {
-        place->second = Make(cell_x, cell_y);
+        auto const older = _older_cells.find(key);
+        place->second = older != _older_cells.end() ? std::move(older->second) : Make(cell_x, cell_y);
     }
     return place->second.get();
 }
@@ -346,6 +407,7 @@ Nucleus const * Specimen::NucleusOf(long cell_x, long cell_y)
 void Specimen::Trim()
 {
     if (_cells.size() > CELLS_KEPT) {
+        _older_cells = std::move(_cells);
         _cells.clear();
     }
 }

@@ -133,7 +133,7 @@ class Specimen {
     // The nucleus that belongs to the cell, or null; it may reach over the cell's border. Valid until Trim.
     Nucleus const * NucleusOf(long cell_x, long cell_y);
 
-    // Forgets what was made once there is much of it; it comes back the same.
+    // Forgets what hasn't been looked at for long, if there is much; it comes back the same.
     void Trim();
 
     // How much of the average faint light there is at a place, 0.5 to 1.5.
@@ -159,7 +159,11 @@ class Specimen {
 
     SpecimenParams _params;
     FocusSurface _focus;
-    std::unordered_map<std::uint64_t, std::unique_ptr<Nucleus>> _cells; // null for an empty cell
+    // What was made, null for an empty cell. A cell that is looked at again moves from the older ones to the
+    // others; when these are many, the older ones go.
+    using Cells = std::unordered_map<std::uint64_t, std::unique_ptr<Nucleus>>;
+    Cells _cells;
+    Cells _older_cells;
 };
 
 } // namespace velm::sim

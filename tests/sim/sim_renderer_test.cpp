@@ -55,6 +55,23 @@ TEST(SimBlobCanvas, AGaussianHasTheShapeOfItsFormula)
     }
 }
 
+TEST(SimBlobCanvas, NothingShinesFarFromAGaussian)
+{
+    for (double sigma = 0.2; sigma < 30.0; sigma *= 1.07) {
+        auto const picture = Drawn(0, 0, 300, 300, [&](BlobCanvas & canvas) {
+            canvas.Add(100.0 + 7.7 * sigma, 150.3, sigma, 1.2 * sigma, 1e6);
+        });
+        for (int y = 0; y < 300; ++y) {
+            for (int x = 0; x < 300; ++x) {
+                double const dx = (x - 100.0 - 7.7 * sigma) / (sigma + 0.5);
+                double const dy = (y - 150.3) / (1.2 * sigma + 0.5);
+                ASSERT_TRUE(At(picture, x, y, 300) < 1.0 || dx * dx + dy * dy < 50.0)
+                    << sigma << " " << x << " " << y;
+            }
+        }
+    }
+}
+
 TEST(SimBlobCanvas, ASpeckSmallerThanAPixelFallsIntoItsPixel)
 {
     auto const picture =

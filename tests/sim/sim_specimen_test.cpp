@@ -88,7 +88,8 @@ TEST(SimSpecimen, FieldsHoldAFewDozenNucleiAndSomeAreEmpty)
         std::size_t count = 0;
         for (long y = 0; y < 9; ++y) {
             for (long x = 0; x < 12; ++x) {
-                count += specimen.NucleusOf(field % 20 * 12 + x, field / 20 * 9 + y) != nullptr ? 1u : 0u;
+                count +=
+                    specimen.NucleusOf(200 + field % 20 * 12 + x, field / 20 * 9 + y) != nullptr ? 1u : 0u;
             }
         }
         empty += count == 0 ? 1 : 0;
@@ -99,6 +100,16 @@ TEST(SimSpecimen, FieldsHoldAFewDozenNucleiAndSomeAreEmpty)
     EXPECT_GT(empty, 2);
     EXPECT_GT(crowded, 200);
     EXPECT_LE(most, 60u);
+}
+
+TEST(SimSpecimen, ThereIsSomethingToSeeAtTheOriginOfEverySlide)
+{
+    for (std::uint64_t seed = 0; seed < 50; ++seed) {
+        Specimen specimen(Params(seed));
+        std::size_t const count = NucleiIn(specimen, -5, 4).size();
+        EXPECT_GE(count, 10u) << seed;
+        EXPECT_LE(count, 60u) << seed;
+    }
 }
 
 TEST(SimSpecimen, NucleiAreEightToTwelveMicronsWideAndAFewThick)
