@@ -36,7 +36,7 @@ SimCamera::SimCamera(Machine & machine, VELM_HWDriver * driver)
     SetCCDSize(static_cast<unsigned short>(camera.width), static_cast<unsigned short>(camera.height));
     SetPixelSizes(static_cast<unsigned short>(camera.pixel_x_nm),
                   static_cast<unsigned short>(camera.pixel_y_nm));
-    _default_setting = new SimCameraSetting(camera.width, camera.height, camera.bit_depth);
+    _default_setting = new SimCameraSetting(camera);
     SetDefaultSetting();
 }
 
@@ -49,8 +49,7 @@ wxString SimCamera::HWInfo() const
 
 VELM_CameraSetting * SimCamera::CreateNewSetting() const
 {
-    CameraParams const & camera = _machine->Config().camera;
-    return new SimCameraSetting(camera.width, camera.height, camera.bit_depth);
+    return new SimCameraSetting(_machine->Config().camera);
 }
 
 bool SimCamera::LoadGlobalSetting(wxFileConfig const &)

@@ -43,8 +43,9 @@ int ReadInt(wxFileConfig const & config, wxString const & key, int otherwise, in
 
 } // namespace
 
-SimCameraSetting::SimCameraSetting(int width, int height, int bit_depth)
-    : VELM_CameraSetting(DRIVER_NAME, 1, 1, -1, -1, -1, -1, 100000, bit_depth, bit_depth, width, height)
+SimCameraSetting::SimCameraSetting(CameraParams const & camera)
+    : VELM_CameraSetting(DRIVER_NAME, camera.binning, camera.binning, -1, -1, -1, -1, camera.exposure,
+                         camera.bit_depth, camera.bit_depth, camera.width, camera.height)
 {
 }
 

@@ -2,6 +2,7 @@
 #define SIM_CAMERA_SETTING_H
 
 #include "drivers/base/camera_setting.h"
+#include "sim_config.h"
 
 namespace velm::sim {
 
@@ -12,8 +13,8 @@ extern char const * const DRIVER_NAME;
 // microseconds.
 class SimCameraSetting : public VELM_CameraSetting {
   public:
-    // Full frame of a sensor, in sensor pixels, with a tenth of a second.
-    SimCameraSetting(int width, int height, int bit_depth);
+    // Full frame of the sensor, with its usual binning and exposure.
+    explicit SimCameraSetting(CameraParams const & camera);
     SimCameraSetting(SimCameraSetting const &) = default;
     SimCameraSetting & operator=(SimCameraSetting const &) = default;
     ~SimCameraSetting() override;

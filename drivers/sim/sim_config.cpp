@@ -24,16 +24,14 @@ class Entries {
         }
     }
 
-    // As Read, but a missing entry is taken from an environment variable.
+    // The same from a variable of the environment, which is how a program can overrule an entry for one run.
     template <typename T>
-    void ReadOrEnvironment(wxString const & key, wxString const & variable, T & value, double low,
-                           double high) const
+    void FromEnvironment(wxString const & variable, T & value, double low, double high) const
     {
         wxString text;
-        if (!_config->HasEntry(key) && wxGetEnv(variable, &text)) {
+        if (wxGetEnv(variable, &text)) {
             Convert(variable, text, value, low, high);
         }
-        Read(key, value, low, high);
     }
 
     // A number that the file gives in units as many times as large.
@@ -90,6 +88,8 @@ void ReadCamera(Entries const & entries, CameraParams & camera)
     entries.Read("HotPixels", camera.hot_pixels, 0, 100000);
     entries.Read("ReadoutRate", camera.megapixels_s, 0.01, 10000);
     entries.Flag("Noise", camera.noise);
+    entries.Read("Binning", camera.binning, 1, 16);
+    entries.Read("Exposure", camera.exposure, 1, 1e9);
 }
 
 void ReadMechanics(Entries const & entries, SimConfig & sim)
@@ -120,7 +120,8 @@ void ReadMechanics(Entries const & entries, SimConfig & sim)
 
 void ReadSpecimen(Entries const & entries, SimConfig & sim)
 {
-    entries.ReadOrEnvironment("Seed", "VELM_SIM_SEED", sim.seed, 0, 1e15);
+    entries.Read("Seed", sim.seed, 0, 1e15);
+    entries.FromEnvironment("VELM_SIM_SEED", sim.seed, 0, 1e15);
     sim.specimen.seed = sim.seed;
     entries.Read("Density", sim.specimen.density, 0, 10);
     entries.Read("FocusHeight", sim.specimen.focus_height, -1e6, 1e6);
@@ -250,6 +251,8 @@ SimConfig ReadConfig(wxFileConfig & config, VELM_Database const & db)
     Entries const entries(config);
     entries.Read("TimeScale", sim.time_scale, 0, 1000);
     sim.truth_file = entries.Text("TruthFile").utf8_string();
+    sim.frame_dir = entries.Text("FrameDir").utf8_string();
+    sim.state_file = entries.Text("StateFile").utf8_string();
     ReadSpecimen(entries, sim);
     ReadOptics(entries, db, sim);
     ReadCamera(entries, sim.camera);

@@ -34,6 +34,9 @@ struct CameraParams {
     int hot_pixels = 120;       // sensor pixels with a dark current some hundred times as high
     double megapixels_s = 20.0; // read-out rate, frame pixels
     bool noise = true;
+
+    int binning = 1;                 // of a new setting
+    unsigned long exposure = 100000; // of a new setting, in microseconds
 };
 
 // Everything that can be said about the simulated microscope, in the units of its ini entries unless noted.
@@ -41,6 +44,8 @@ struct SimConfig {
     unsigned long seed = 1;
     double time_scale = 1.0; // real seconds in a simulated one; 0: nothing takes time
     std::string truth_file;  // empty for none
+    std::string frame_dir;   // where every frame that the camera delivers is kept; empty for nowhere
+    std::string state_file;  // what the machine was left in when it is switched off; empty for none
 
     SpecimenParams specimen;
     Vignetting vignetting;

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
+#include <fstream>
 
 namespace velm::sim {
 
@@ -89,6 +91,9 @@ Machine::~Machine()
     _changed.notify_all();
     if (_worker.joinable()) {
         _worker.join();
+    }
+    if (!_config.state_file.empty()) {
+        WriteState();
     }
 }
 
@@ -365,8 +370,11 @@ void Machine::Finish(Lock & lock)
 }
 
 // Copies the frame into the caller's block in the order in which it is read out.
-void Machine::Deliver(std::vector<std::uint16_t> const & pixels) const
+void Machine::Deliver(std::vector<std::uint16_t> const & pixels)
 {
+    if (!_config.frame_dir.empty()) {
+        KeepFrame(pixels);
+    }
     CaptureRequest const & request = _capture.request;
     std::ptrdiff_t const width = request.Width();
     std::ptrdiff_t const height = request.Height();
@@ -379,6 +387,24 @@ void Machine::Deliver(std::vector<std::uint16_t> const & pixels) const
             std::copy(row, row + width, target);
         }
     }
+}
+
+// Numbers the frames from 1, in the order of their delivery.
+void Machine::KeepFrame(std::vector<std::uint16_t> const & pixels)
+{
+    char name[16];
+    std::snprintf(name, sizeof name, "/%06u.raw", ++_kept_frames);
+    std::ofstream file(_config.frame_dir + name, std::ios::binary);
+    file.write(reinterpret_cast<char const *>(pixels.data()),
+               static_cast<std::streamsize>(pixels.size() * sizeof(pixels[0])));
+}
+
+void Machine::WriteState() const
+{
+    Microseconds const now = _clock.Now();
+    std::ofstream file(_config.state_file);
+    file << "Shutter=" << (_shutter.Opening(now) > 0.0 ? "open" : "closed") << "\nZ=" << _z.Position(now)
+         << "\nStageX=" << _stage_x.Position(now) << "\nStageY=" << _stage_y.Position(now) << '\n';
 }
 
 FrameGeometry Machine::GeometryAt(Microseconds time) const

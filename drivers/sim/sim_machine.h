@@ -168,7 +168,9 @@ class Machine {
 
     // Draws the frame whose exposure is over. Gives the lock away while it draws.
     void Finish(Lock & lock);
-    void Deliver(std::vector<std::uint16_t> const & pixels) const;
+    void Deliver(std::vector<std::uint16_t> const & pixels);
+    void KeepFrame(std::vector<std::uint16_t> const & pixels);
+    void WriteState() const;
     Scene TakeScene() const;
     FrameGeometry GeometryAt(Microseconds time) const;
     Frame Develop(Scene const & scene);
@@ -199,6 +201,7 @@ class Machine {
     Microseconds _status_hangs_until = 0.0;
     std::vector<float> _last_mean;
     unsigned int _last_width = 0;
+    unsigned int _kept_frames = 0;
     bool _ends = false;
     std::condition_variable _changed; // a capture began or ended, or the machine ends
 

@@ -91,8 +91,7 @@ VELM_MicroscopeBodyControl * SimPackage::CreateMicroscopeBodyControl(wxFileConfi
 
 VELM_CameraSetting * SimPackage::CreateCameraSetting()
 {
-    CameraParams const usual;
-    return new SimCameraSetting(usual.width, usual.height, usual.bit_depth);
+    return new SimCameraSetting(CameraParams());
 }
 
 } // namespace velm::sim

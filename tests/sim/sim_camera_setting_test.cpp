@@ -7,9 +7,18 @@ namespace velm::sim::test {
 
 using velm::test::TempDirectory;
 
+CameraParams Sensor(int width, int height, int bit_depth)
+{
+    CameraParams camera;
+    camera.width = width;
+    camera.height = height;
+    camera.bit_depth = bit_depth;
+    return camera;
+}
+
 SimCameraSetting Unusual()
 {
-    SimCameraSetting setting(640, 480, 14);
+    SimCameraSetting setting(Sensor(640, 480, 14));
     setting.SetBinning(2, 4);
     setting.SetRegion(10, 20, 309, 219);
     setting.SetExposure(12345);
@@ -29,11 +38,24 @@ class SimCameraSettingFile : public testing::Test {
     TempDirectory _dir;
 };
 
+TEST(SimCameraSetting, ANewSettingHasTheSensorsUsualBinningAndExposure)
+{
+    CameraParams camera = Sensor(640, 480, 14);
+    camera.binning = 2;
+    camera.exposure = 40000;
+    SimCameraSetting const setting(camera);
+    EXPECT_EQ(setting.GetSBin(), 2);
+    EXPECT_EQ(setting.GetPBin(), 2);
+    EXPECT_EQ(setting.GetExposure(), 40000u);
+    EXPECT_TRUE(setting.IsFullFrame());
+    EXPECT_EQ(setting.GetMaxBitDepth(), 14);
+}
+
 TEST_F(SimCameraSettingFile, KeepsGainAndCooling)
 {
     SimCameraSetting const saved = Unusual();
     EXPECT_TRUE(saved.SaveCameraSetting(*Open()));
-    SimCameraSetting loaded(1, 1, 8);
+    SimCameraSetting loaded(Sensor(1, 1, 8));
     EXPECT_TRUE(loaded.LoadCameraSetting(*Open()));
     EXPECT_TRUE(loaded == &saved);
     EXPECT_EQ(loaded.GetGain(), 4);
@@ -48,7 +70,7 @@ TEST_F(SimCameraSettingFile, AnotherProgramKeepsWhatItDoesNotUnderstand)
     EXPECT_TRUE(general.LoadCameraSetting(*Open()));
     wxRemoveFile(_dir / "setting.txt");
     EXPECT_TRUE(general.SaveCameraSetting(*Open()));
-    SimCameraSetting back(1, 1, 8);
+    SimCameraSetting back(Sensor(1, 1, 8));
     EXPECT_TRUE(back.LoadCameraSetting(*Open()));
     EXPECT_TRUE(back == &saved);
 }
@@ -56,7 +78,7 @@ TEST_F(SimCameraSettingFile, AnotherProgramKeepsWhatItDoesNotUnderstand)
 TEST_F(SimCameraSettingFile, ValuesOutOfRangeAreBroughtIntoIt)
 {
     _dir.Write("setting.txt", "DRIVER=Simulated microscope\nGAIN=99\nCOOLING=-300\n");
-    SimCameraSetting setting(640, 480, 12);
+    SimCameraSetting setting(Sensor(640, 480, 12));
     EXPECT_TRUE(setting.LoadCameraSetting(*Open()));
     EXPECT_EQ(setting.GetGain(), 16);
     EXPECT_EQ(setting.GetCooling(), -40);
@@ -64,7 +86,7 @@ TEST_F(SimCameraSettingFile, ValuesOutOfRangeAreBroughtIntoIt)
 
 TEST(SimCameraSetting, NamesItsEntriesWithLabelsAndUnits)
 {
-    SimCameraSetting const setting(640, 480, 12);
+    SimCameraSetting const setting(Sensor(640, 480, 12));
     EXPECT_EQ(setting.GetExtraString(), "GAIN|Gain|x|COOLING|Sensor temperature|deg C|");
     wxArrayString labels;
     wxArrayString units;
@@ -76,7 +98,7 @@ TEST(SimCameraSetting, NamesItsEntriesWithLabelsAndUnits)
 
 TEST(SimCameraSetting, IsAFullFrameOfItsDriverAtFirst)
 {
-    SimCameraSetting const setting(640, 480, 12);
+    SimCameraSetting const setting(Sensor(640, 480, 12));
     EXPECT_TRUE(setting.IsFullFrame());
     EXPECT_EQ(setting.GetDriverName(), "Simulated microscope");
     EXPECT_EQ(setting.GetMaxBitDepth(), 12);
@@ -115,7 +137,7 @@ TEST(SimCameraSetting, IsNotTheSameAsAGeneralOneOfEqualValues)
 TEST(SimCameraSetting, GoesThroughItsPanel)
 {
     wxFrame frame(nullptr, wxID_ANY, "settings");
-    SimCameraSetting shown(640, 480, 12);
+    SimCameraSetting shown(Sensor(640, 480, 12));
     shown.CreateAdvSettingPanel(&frame, nullptr);
     SimCameraSetting source = Unusual();
     source.PutAdvSettingToPanel(&frame, nullptr);

@@ -55,18 +55,19 @@ TEST_F(SimConfigTest, AnEmptySectionGivesAWorkingMicroscope)
     EXPECT_TRUE(sim.faults.empty());
 }
 
-TEST_F(SimConfigTest, TheSeedComesFromTheEnvironmentWhenTheFileHasNone)
+TEST_F(SimConfigTest, TheEnvironmentOverrulesTheSeedOfTheFile)
 {
     wxSetEnv("VELM_SIM_SEED", "42");
     EXPECT_EQ(Read("").seed, 42u);
     EXPECT_EQ(Read("").specimen.seed, 42u);
-    EXPECT_EQ(Read("Seed=7\n").seed, 7u);
+    EXPECT_EQ(Read("Seed=7\n").seed, 42u);
     wxSetEnv("VELM_SIM_SEED", "many");
     EXPECT_EQ(Refusal(""),
               "Error in the simulated microscope's entry 'VELM_SIM_SEED' (many): must be a whole "
               "number from 0 to 1e+15");
     wxUnsetEnv("VELM_SIM_SEED");
     EXPECT_EQ(Read("").seed, 1u);
+    EXPECT_EQ(Read("Seed=7\n").seed, 7u);
 }
 
 TEST_F(SimConfigTest, ScaleAndOrientationsComeFromTheRoot)

@@ -33,13 +33,19 @@ class SimRig : public testing::Test {
         VELM_DriverManager::DeleteInstance();
     }
 
-    // Builds the rig with more lines in the driver's section; they win over those of the file.
-    VELM_BaseControl & Build(std::string const & more = "")
+    // The rig's hardware ini on a machine that works at once and takes full frames, with more lines in the
+    // driver's section; they win over those of the file.
+    static std::string HardwareIni(std::string const & more)
     {
         std::string ini = ReadFile(wxString(VELM_RIG_DIR) + "/hw/simulated.ini");
-        std::string const section = "TimeScale=0\n";
-        ini.replace(ini.find(section), section.size(), section + more);
-        _ini = _dir.Write("hw.ini", ini);
+        std::string const pace = "TimeScale=1\nBinning=2\nExposure=40000\n";
+        return ini.replace(ini.find(pace), pace.size(), "TimeScale=0\n" + more);
+    }
+
+    // Builds the rig with those lines.
+    VELM_BaseControl & Build(std::string const & more = "")
+    {
+        _ini = _dir.Write("hw.ini", HardwareIni(more));
         _base = std::make_unique<VELM_BaseControl>(_ini, &_db, _manager);
         return *_base;
     }
@@ -139,7 +145,7 @@ TEST_F(SimRig, ThePictureIsTheRightWayRoundWhateverTheFlips)
     _base.reset();
     VELM_DriverManager::DeleteInstance();
     _manager = VELM_DriverManager::CreateInstance(VELM_SIM_DRIVER_DIR, "velm_driver_entry");
-    std::string ini = ReadFile(wxString(VELM_RIG_DIR) + "/hw/simulated.ini");
+    std::string ini = HardwareIni("");
     for (std::string const flip : {"MicFlipX=0", "MicFlipY=0"}) {
         ini[ini.find(flip) + 9] = '1';
     }
