@@ -4,7 +4,6 @@ velm_test(velm_error_test)
 velm_test(velm_list_test)
 velm_gui_test(velm_log_gui_test)
 velm_test(velm_log_test)
-velm_gui_test(velm_log_text_ctrl_test)
 velm_test(velm_paths_test)
 velm_gui_test(velm_prompt_gui_test)
 velm_test(velm_prompt_test)
@@ -78,7 +77,15 @@ velm_test(velm_depository_test)
 velm_test(velm_thumbnail_test)
 
 # Programs
+add_library(old_contract MODULE support/plugins/old_contract.cpp)
+velm_target(old_contract)
+set_target_properties(old_contract PROPERTIES PREFIX "" LIBRARY_OUTPUT_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR}/old-plugins)
+velm_test(apps/installation_test LIBRARIES velm_acquisition)
+add_dependencies(installation_test old_contract velm_sim)
+target_compile_definitions(installation_test PRIVATE VELM_OLD_DRIVER_DIR="${CMAKE_CURRENT_BINARY_DIR}/old-plugins"
+  VELM_SIM_DRIVER_DIR="${CMAKE_BINARY_DIR}/${VELM_DRIVER_SUBDIR}")
 velm_test(apps/progress_test LIBRARIES velm_acquisition)
+velm_test(apps/scan_plan_test LIBRARIES velm_acquisition)
 velm_test(apps/velm_scan_options_test LIBRARIES velm_acquisition SOURCES ${PROJECT_SOURCE_DIR}/apps/velm-scan/options.cpp)
 
 # The tree
@@ -95,3 +102,24 @@ velm_test(sim/sim_rig_test)
 add_dependencies(sim_rig_test velm_sim)
 target_compile_definitions(sim_rig_test PRIVATE
   VELM_RIG_DIR="${CMAKE_SOURCE_DIR}/rigs/simulated" VELM_SIM_DRIVER_DIR="${CMAKE_BINARY_DIR}/${VELM_DRIVER_SUBDIR}")
+
+# Whole runs of the program
+add_library(velm_scenario_support STATIC scenarios/scan_rig.cpp)
+velm_target(velm_scenario_support)
+target_link_libraries(velm_scenario_support PUBLIC velm_test_support)
+target_precompile_headers(velm_scenario_support REUSE_FROM velm_test_support)
+set_target_properties(velm_scenario_support PROPERTIES POSITION_INDEPENDENT_CODE OFF)
+target_compile_definitions(velm_scenario_support PRIVATE
+  VELM_SOURCE_ROOT="${PROJECT_SOURCE_DIR}" VELM_SCAN_PROGRAM="$<TARGET_FILE:velm-scan>"
+  VELM_SIM_DRIVER_DIR="${CMAKE_BINARY_DIR}/${VELM_DRIVER_SUBDIR}")
+add_dependencies(velm_scenario_support velm-scan velm_sim)
+velm_test(scenarios/fault_test LIBRARIES velm_scenario_support)
+velm_test(scenarios/kill_test LIBRARIES velm_scenario_support)
+velm_test(scenarios/scan_test LIBRARIES velm_scenario_support)
+
+# An outside project, against an installation
+add_test(NAME install_test COMMAND ${CMAKE_COMMAND}
+  -D BUILD_DIR=${CMAKE_BINARY_DIR} -D SOURCE_DIR=${CMAKE_CURRENT_SOURCE_DIR}/install
+  -D WORK_DIR=${CMAKE_CURRENT_BINARY_DIR}/install-test -D GENERATOR=${CMAKE_GENERATOR}
+  -D CXX=${CMAKE_CXX_COMPILER} "-DCXX_FLAGS=$<$<BOOL:${VELM_SANITIZE}>:-fsanitize=${VELM_SANITIZE}>"
+  -D RIG_SUBDIR=${VELM_RIG_SUBDIR} -P ${CMAKE_CURRENT_SOURCE_DIR}/install/run.cmake)

@@ -197,28 +197,59 @@ std::string ConfirmedDevices::CheckShutter(bool opened)
     return _base.Shutter_IsOpened() == opened ? "" : opened ? "it is closed" : "it is open";
 }
 
+bool ConfirmedDevices::IsThere(Check const & check)
+{
+    try {
+        return check().empty();
+    } catch (VELM_Error const &) {
+        return false;
+    }
+}
+
+bool ConfirmedDevices::Started(std::function<void()> const & start)
+{
+    try {
+        start();
+        return true;
+    } catch (VELM_Error const &) {
+        return false;
+    }
+}
+
+void ConfirmedDevices::ConfirmStarted(bool started, char const * device, std::chrono::milliseconds deadline,
+                                      std::function<void()> const & start, Check const & check)
+{
+    auto const await = [&] { Await(device, deadline, check); };
+    auto const ask_again = [&] {
+        Named(device, start);
+        await();
+    };
+    if (started) {
+        RetryOnce(await, ask_again);
+    } else {
+        ask_again();
+    }
+}
+
 void ConfirmedDevices::GoTo(VELM_Coord const & coord, long z)
 {
     coord.GetStagePosition(_target.stage_x, _target.stage_y);
     _target.z = z;
     // The Z drive is started first and confirmed last, so that both travel at the same time.
-    try {
-        _base.ZDrive_SetPos(z);
-    } catch (VELM_Error const &) {
-        // GoToZ below asks again, and tells what is wrong.
-    }
+    auto const start_z = [this] { _base.ZDrive_SetPos(_target.z); };
+    bool const z_started = Started(start_z);
     Confirm(
         "stage", _deadlines.stage, [this] { _base.Stage_SetPos(_target.stage_x, _target.stage_y); },
         [this] { return CheckStage(); });
-    GoToZ(z);
+    ConfirmStarted(z_started, "Z drive", _deadlines.zdrive, start_z, [this] { return CheckZDrive(); });
 }
 
 void ConfirmedDevices::GoToZ(long z)
 {
-    _target.z = z;
-    if (Named("Z drive", [this] { return CheckZDrive(); }).empty()) {
+    if (_target.z == z && IsThere([this] { return CheckZDrive(); })) {
         return;
     }
+    _target.z = z;
     Confirm(
         "Z drive", _deadlines.zdrive, [this] { _base.ZDrive_SetPos(_target.z); },
         [this] { return CheckZDrive(); });
@@ -228,20 +259,15 @@ void ConfirmedDevices::SetFilters(VELM_Channel const & channel, VELM_Database co
 {
     _target.ex_filter = db.GetExFilterPos(channel.GetExId());
     _target.em_filter = db.GetEmFilterPos(channel.GetEmId());
+    // Both turn at the same time.
     auto const start_ex = [this] { _base.ExFilter_SetPos(_target.ex_filter); };
     auto const start_em = [this] { _base.EmFilter_SetPos(_target.em_filter); };
-    Named("excitation filter exchanger", start_ex);
-    Named("emission filter exchanger", start_em);
-    auto const confirm = [this](char const * device, std::function<void()> const & start,
-                                Check const & check) {
-        RetryOnce([&] { Await(device, _deadlines.filter, check); },
-                  [&] {
-                      Named(device, start);
-                      Await(device, _deadlines.filter, check);
-                  });
-    };
-    confirm("excitation filter exchanger", start_ex, [this] { return CheckExFilter(); });
-    confirm("emission filter exchanger", start_em, [this] { return CheckEmFilter(); });
+    bool const ex_started = Started(start_ex);
+    bool const em_started = Started(start_em);
+    ConfirmStarted(ex_started, "excitation filter exchanger", _deadlines.filter, start_ex,
+                   [this] { return CheckExFilter(); });
+    ConfirmStarted(em_started, "emission filter exchanger", _deadlines.filter, start_em,
+                   [this] { return CheckEmFilter(); });
 }
 
 void ConfirmedDevices::OpenShutter()

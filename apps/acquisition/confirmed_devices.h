@@ -73,6 +73,16 @@ class ConfirmedDevices {
 
     void Confirm(char const * device, std::chrono::milliseconds deadline, std::function<void()> const & start,
                  Check const & check);
+
+    // For devices that travel side by side: whether the start went through; and the confirmation of one that
+    // was started before, which is asked again at once if it wasn't.
+    static bool Started(std::function<void()> const & start);
+    void ConfirmStarted(bool started, char const * device, std::chrono::milliseconds deadline,
+                        std::function<void()> const & start, Check const & check);
+
+    // Whether nothing is wrong; a device that fails to answer counts as wrong.
+    static bool IsThere(Check const & check);
+
     void Await(char const * device, std::chrono::milliseconds deadline, Check const & check);
 
     std::string CheckStage();

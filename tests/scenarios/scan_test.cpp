@@ -1,0 +1,229 @@
+// A whole scan by the program, read back in this process.
+
+#include "drivers/base/camera_setting.h"
+#include "scenarios/scan_rig.h"
+#include "support/log_recorder.h"
+#include "velm_db.h"
+#include "velm_depository.h"
+#include "velm_paths.h"
+#include "vexaalgo/projection.h"
+
+#include <chrono>
+#include <csignal>
+#include <cstring>
+#include <filesystem>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <numeric>
+#include <sys/stat.h>
+
+namespace velm::test {
+
+namespace {
+
+class ScanTest : public testing::Test {
+  protected:
+    // The depository of a finished run.
+    VELM_Depository & Open(std::string const & name = "dep")
+    {
+        _db = std::make_unique<VELM_Database>(_rig.Optics());
+        _depository = std::make_unique<VELM_Depository>(_rig.Depository(name), _db.get());
+        EXPECT_TRUE(_depository->Open());
+        return *_depository;
+    }
+
+    ScanRig _rig;
+
+  private:
+    std::unique_ptr<VELM_Database> _db;
+    std::unique_ptr<VELM_Depository> _depository;
+};
+
+} // namespace
+
+TEST_F(ScanTest, AGridIsScannedAndEveryRecordLoadsBack)
+{
+    RunResult const run =
+        _rig.Scan("dep", {"--grid", "3x2", "--slices", "3", "--step", "5", "--channels", "1,3"});
+    EXPECT_EQ(run.status, 0) << run.errors;
+    EXPECT_EQ(run.output, "FOV 1 saved\nFOV 2 saved\nFOV 3 saved\nFOV 4 saved\nFOV 5 saved\nFOV 6 saved\n");
+    EXPECT_EQ(run.errors, "");
+
+    LogRecorder log;
+    VELM_Depository & depository = Open();
+    ASSERT_EQ(depository.FOV_GetCount(), 6u);
+    ASSERT_EQ(depository.GetCoordListRef().GetCount(), 6u);
+    for (long id = 1; id <= 6; ++id) {
+        VELM_FOV fov;
+        ASSERT_TRUE(depository.FOV_Load(id, fov));
+        EXPECT_EQ(fov.GetNumSlices(), 3);
+        EXPECT_EQ(fov.GetStepZ(), 5);
+        VELM_Coord const & planned = depository.GetCoordListRef().GetById(id);
+        long x = 0;
+        long y = 0;
+        long z = 0;
+        planned.GetPosition(x, y, z);
+        long fov_x = 0;
+        long fov_y = 0;
+        long fov_z = 0;
+        fov.GetCoord().GetPosition(fov_x, fov_y, fov_z);
+        EXPECT_EQ(std::make_tuple(fov_x, fov_y, fov_z), std::make_tuple(x, y, z));
+        EXPECT_NE(fov.GetHardwareParams().GetHWDesc(), "Unknown");
+        EXPECT_NE(fov.GetHardwareParams().GetObjDesc(), "Unknown");
+        ASSERT_EQ(fov.GetNumChannels(), 2u);
+        for (unsigned int i = 0; i < 2; ++i) {
+            VELM_Channel const & channel = fov.GetChannel(i);
+            EXPECT_EQ(channel.GetId(), i == 0 ? 1 : 3);
+            ASSERT_NE(channel.GetCameraSetting(), nullptr);
+            EXPECT_FALSE(channel.GetCameraSetting()->IsFullFrame())
+                << "the region that was really taken is recorded";
+            EXPECT_LE(fov.GetTimeInterval(i).GetStartTime(), fov.GetTimeInterval(i).GetEndTime());
+            vexa::Image3d<unsigned short> stack;
+            ASSERT_TRUE(depository.FOV_LoadImage(id, channel.GetId(), stack, nullptr));
+            EXPECT_EQ(stack.size.z, 3u);
+            EXPECT_EQ(stack.size.x, static_cast<unsigned int>(channel.GetCameraSetting()->GetSerSize()));
+            vexa::Image3d<unsigned short> projection;
+            vexa::Image3d<unsigned short> expected;
+            ASSERT_TRUE(depository.FOV_LoadAFImage(id, channel.GetId(), projection, nullptr));
+            vexa::Get_AF_XY(stack, expected);
+            EXPECT_TRUE(std::equal(projection.begin(), projection.end(), expected.begin()));
+            nubo::Histogram<unsigned short> histogram;
+            ASSERT_TRUE(depository.FOV_LoadHistogram(id, channel.GetId(), histogram));
+            auto const & bins = histogram.GetBins();
+            EXPECT_EQ(std::accumulate(bins.begin(), bins.end(), std::size_t{0}), stack.GetCount());
+            EXPECT_NE(depository.FOV_GetThumbnailURL(id, channel.GetId()), "");
+        }
+    }
+    EXPECT_EQ(log.Lines(), std::vector<LogLine>());
+}
+
+TEST_F(ScanTest, EveryVoxelIsWhatTheCameraDelivered)
+{
+    // The simulated camera writes each frame that it delivers to a file of its own.
+    wxString const frames = _rig.Depository("frames");
+    Path::MakeDirectory(frames);
+    _rig.Set("FrameDir", std::string(frames.utf8_str()));
+    RunResult const run = _rig.Scan("dep", {"--grid", "2x1", "--slices", "3", "--channels", "1,2"});
+    ASSERT_EQ(run.status, 0) << run.errors;
+    VELM_Depository & depository = Open();
+    unsigned int frame = 0;
+    for (long id = 1; id <= 2; ++id) {
+        for (long const channel : {1L, 2L}) {
+            vexa::Image3d<unsigned short> stack;
+            ASSERT_TRUE(depository.FOV_LoadImage(id, channel, stack, nullptr));
+            for (unsigned int slice = 0; slice < 3; ++slice) {
+                std::string const delivered = ReadFile(frames + wxString::Format("/%06u.raw", ++frame));
+                std::size_t const pixels = std::size_t{stack.size.x} * stack.size.y;
+                ASSERT_EQ(delivered.size(), pixels * 2);
+                EXPECT_EQ(std::memcmp(delivered.data(), stack.GetVoxelAddr(0, 0, slice), delivered.size()), 0)
+                    << "FOV " << id << ", channel " << channel << ", slice " << slice;
+            }
+        }
+    }
+}
+
+TEST_F(ScanTest, TheSameSeedGivesTheSameImagesAndAnotherSeedOthers)
+{
+    std::vector<std::string> const plan{"--grid", "1x1", "--slices", "2", "--channels", "1"};
+    auto const image = [&](std::string const & name, char const * seed) {
+        std::vector<std::string> arguments = plan;
+        arguments.insert(arguments.end(), {"--seed", seed});
+        EXPECT_EQ(_rig.Scan(name, arguments).status, 0);
+        vexa::Image3d<unsigned short> stack;
+        EXPECT_TRUE(Open(name).FOV_LoadImage(1, 1, stack, nullptr));
+        return std::vector<unsigned short>(stack.begin(), stack.end());
+    };
+    auto const first = image("a", "5");
+    EXPECT_EQ(image("b", "5"), first);
+    EXPECT_NE(image("c", "6"), first);
+}
+
+TEST_F(ScanTest, ASecondScanGoesOnInTheSameDepository)
+{
+    EXPECT_EQ(_rig.Scan("dep", {"--grid", "2x1", "--slices", "1", "--channels", "1"}).status, 0);
+    RunResult const again = _rig.Scan("dep", {"--slices", "1", "--channels", "1"});
+    EXPECT_EQ(again.status, 0) << again.errors;
+    EXPECT_EQ(again.output, "FOV 3 saved\nFOV 4 saved\n") << "the coordinates come from the depository";
+}
+
+TEST_F(ScanTest, WhatCannotBeDoneIsToldWithStatus1)
+{
+    RunResult const no_coordinates = _rig.Scan("a", {"--channels", "1"});
+    EXPECT_EQ(no_coordinates.status, 1);
+    EXPECT_EQ(no_coordinates.errors, "Error: The depository has no coordinates; make some with --grid.\n");
+
+    RunResult const no_channel = _rig.Scan("b", {"--grid", "1x1", "--channels", "77"});
+    EXPECT_EQ(no_channel.status, 1);
+    EXPECT_EQ(no_channel.errors, "Error: The depository has no channel 77 that this microscope can image.\n");
+
+    std::filesystem::create_directories(std::string(_rig.Depository("c").utf8_str()));
+    WriteFile(_rig.Depository("c") + "/thesis.tex", "years of work");
+    RunResult const foreign = _rig.Scan("c", {"--grid", "1x1"});
+    EXPECT_EQ(foreign.status, 1);
+    EXPECT_EQ(foreign.errors, "Error: The directory " + std::string(_rig.Depository("c").utf8_str()) +
+                                  " holds something else than a depository.\n");
+
+    ScanProcess no_ini(
+        {"--ini", "/none/velm.ini", "--depository", std::string(_rig.Depository("d").utf8_str())});
+    RunResult const result = no_ini.Finish();
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.errors, "Error: The installation's ini file /none/velm.ini does not exist.\n");
+}
+
+TEST_F(ScanTest, AFullDiskEndsTheRunWithAClearErrorAndNoHalfFov)
+{
+    // Files may grow large enough for lists and records, but not for the second place's stack.
+    RunResult const first = _rig.Scan("dep", {"--grid", "1x1", "--slices", "2", "--channels", "1"});
+    ASSERT_EQ(first.status, 0) << first.errors;
+    RunResult const full =
+        ScanProcess(_rig.Arguments("dep", {"--slices", "9", "--channels", "1"}), 60000).Finish();
+    EXPECT_EQ(full.status, 1);
+    EXPECT_THAT(full.errors,
+                testing::HasSubstr("Error: The images of channel 1 of FOV 2 could not be stored.\n"));
+    VELM_Depository & depository = Open();
+    EXPECT_EQ(depository.FOV_GetCount(), 1u);
+    VELM_FOV fov;
+    EXPECT_TRUE(depository.FOV_Load(1, fov));
+    EXPECT_FALSE(std::filesystem::exists(std::string((_rig.Depository() + "/rawdata/0002").utf8_str())));
+}
+
+TEST_F(ScanTest, WrongUsageHasStatus2)
+{
+    RunResult const run = ScanProcess({"--grid"}).Finish();
+    EXPECT_EQ(run.status, 2);
+    EXPECT_EQ(run.errors, "velm-scan: --grid needs a value\nTry \"velm-scan --help\".\n");
+}
+
+TEST_F(ScanTest, HelpAndVersionGoToStandardOutput)
+{
+    RunResult const help = ScanProcess({"--help"}).Finish();
+    EXPECT_EQ(help.status, 0);
+    EXPECT_THAT(help.output, testing::StartsWith("usage: velm-scan "));
+    EXPECT_THAT(ScanProcess({"--version"}).Finish().output, testing::MatchesRegex("velm-scan [0-9.]+\n"));
+}
+
+class SignalTest : public ScanTest, public testing::WithParamInterface<int> {};
+
+INSTANTIATE_TEST_SUITE_P(CtrlCAndTermination, SignalTest, testing::Values(SIGINT, SIGTERM));
+
+TEST_P(SignalTest, AnInterruptedScanKeepsEveryFinishedFovAndNoOther)
+{
+    _rig.Set("TimeScale", "1");
+    ScanProcess process(_rig.Arguments("dep", {"--grid", "20x1", "--slices", "2", "--channels", "1"}));
+    ASSERT_TRUE(process.WaitForLine("FOV 1 saved"));
+    auto const asked = std::chrono::steady_clock::now();
+    process.Signal(GetParam());
+    RunResult const run = process.Finish();
+    EXPECT_LT(std::chrono::steady_clock::now() - asked, std::chrono::seconds(2));
+    EXPECT_EQ(run.status, 130);
+    EXPECT_EQ(run.errors, "Warning: Interrupted; every FOV finished so far is whole on disk.\n");
+    VELM_Depository & depository = Open();
+    std::vector<long> const saved = SavedIds(run.output);
+    EXPECT_EQ(depository.FOV_GetCount(), saved.size()) << "no FOV is half-registered";
+    for (long const id : saved) {
+        VELM_FOV fov;
+        EXPECT_TRUE(depository.FOV_Load(id, fov));
+    }
+}
+
+} // namespace velm::test
