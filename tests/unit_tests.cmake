@@ -117,9 +117,12 @@ velm_test(scenarios/fault_test LIBRARIES velm_scenario_support)
 velm_test(scenarios/kill_test LIBRARIES velm_scenario_support)
 velm_test(scenarios/scan_test LIBRARIES velm_scenario_support)
 
-# An outside project, against an installation
+# An outside project, against an installation; a sanitized library wants a sanitized program
+if(VELM_SANITIZE)
+  set(install_test_flags -fsanitize=${VELM_SANITIZE})
+endif()
 add_test(NAME install_test COMMAND ${CMAKE_COMMAND}
   -D BUILD_DIR=${CMAKE_BINARY_DIR} -D SOURCE_DIR=${CMAKE_CURRENT_SOURCE_DIR}/install
   -D WORK_DIR=${CMAKE_CURRENT_BINARY_DIR}/install-test -D GENERATOR=${CMAKE_GENERATOR}
-  -D CXX=${CMAKE_CXX_COMPILER} "-DCXX_FLAGS=$<$<BOOL:${VELM_SANITIZE}>:-fsanitize=${VELM_SANITIZE}>"
+  -D CXX=${CMAKE_CXX_COMPILER} "-DCXX_FLAGS=${install_test_flags}"
   -D RIG_SUBDIR=${VELM_RIG_SUBDIR} -P ${CMAKE_CURRENT_SOURCE_DIR}/install/run.cmake)
