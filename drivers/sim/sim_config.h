@@ -70,7 +70,7 @@ struct SimConfig {
     long z_lower = 0; // all positions in tenths of a micron
     long z_upper = 10000;
     long z_start = 5000;
-    long calib_offset = 500;
+    long calib_offset = 3000;
     AxisParams z_axis{10000.0, 100000.0, 10000.0, 2.0};
     long stage_limit = 500000; // travel to each side of 0
     AxisParams stage_axis{200000.0, 2000000.0, 20000.0, 0.0};

@@ -64,6 +64,7 @@ SIM_VECTORISED bool AddNoise(float const * electrons, float const * normals, flo
     return small == 0;
 }
 
+// Cuts off what is behind the point, so that an offset with half a unit more rounds.
 SIM_VECTORISED void Convert(float const * electrons, float units_per_electron, float offset, float max_value,
                             unsigned int count, std::uint16_t * pixels)
 {
@@ -71,7 +72,7 @@ SIM_VECTORISED void Convert(float const * electrons, float units_per_electron, f
         float value = electrons[i] * units_per_electron + offset;
         value = value > 0.0f ? value : 0.0f;
         value = value < max_value ? value : max_value;
-        pixels[i] = static_cast<std::uint16_t>(static_cast<std::int32_t>(value + 0.5f));
+        pixels[i] = static_cast<std::uint16_t>(static_cast<std::int32_t>(value));
     }
 }
 
@@ -166,7 +167,7 @@ void NoiseSource::ReadRow(float const * electrons, unsigned int count, unsigned 
                        [full_well](float value) { return std::min(value, full_well); });
     }
     Convert(_values.data(), static_cast<float>(1.0 / readout.electrons_per_unit),
-            static_cast<float>(readout.offset), static_cast<float>(readout.max_value), count, pixels);
+            static_cast<float>(readout.offset + 0.5), static_cast<float>(readout.max_value), count, pixels);
 }
 
 } // namespace velm::sim

@@ -96,20 +96,19 @@ void MakeProfile(double centre, double sigma, double steps, double light, int fi
                  std::vector<float> & profile)
 {
     static Cumulative const cumulative;
-    auto const count = static_cast<std::size_t>(last - first + 1);
-    profile.resize(count);
+    int const count = last - first + 1;
+    profile.resize(static_cast<std::size_t>(count));
     if (steps == 1.0 && sigma < NARROW) {
         double below = cumulative.At((first - 0.5 - centre) / sigma);
-        for (std::size_t i = 0; i < count; ++i) {
-            double const above = cumulative.At((first + static_cast<double>(i) + 0.5 - centre) / sigma);
-            profile[i] = static_cast<float>(light * (above - below) / KEPT);
+        for (int i = 0; i < count; ++i) {
+            double const above = cumulative.At((first + i + 0.5 - centre) / sigma);
+            profile[static_cast<std::size_t>(i)] = static_cast<float>(light * (above - below) / KEPT);
             below = above;
         }
         return;
     }
     SampleGaussian(static_cast<float>(first - centre), static_cast<float>(0.5 / (sigma * sigma)),
-                   static_cast<float>(light / (ROOT_2_PI * sigma * steps * KEPT)), static_cast<int>(count),
-                   profile.data());
+                   static_cast<float>(light / (ROOT_2_PI * sigma * steps * KEPT)), count, profile.data());
 }
 
 // target[i] += factor * source[i]
@@ -329,6 +328,8 @@ std::vector<float> const & Renderer::Render(FrameGeometry const & geometry, Obje
         view.spreading = objective.Spreading();
         view.light = shine.seconds * objective.Collection() * shine.marker->brightness;
         if (view.light > 0.0) {
+            DrawBackground(view);
+            DrawFarLight(view);
             DrawMarker(view, shine);
         }
     }
@@ -344,10 +345,33 @@ double Renderer::Blur(View const & view, double z, double depth) const
     return std::min(MOST_BLUR, std::sqrt(view.sharp_sigma * view.sharp_sigma + defocus2));
 }
 
+double Renderer::NearbyShare(View const & view) const
+{
+    Place const & centre = view.geometry->centre;
+    double const out = centre.z - _specimen->Focus().At(centre.x, centre.y) - view.marker->focus_offset_um;
+    double const blur = std::hypot(view.sharp_sigma, view.spreading * out);
+    return blur <= MOST_BLUR ? 1.0 : MOST_BLUR * MOST_BLUR / (blur * blur);
+}
+
+// What reaches the picture from nuclei too far away to be drawn, as if they lay evenly over the slide.
+void Renderer::DrawFarLight(View const & view)
+{
+    double const nearby = NearbyShare(view);
+    if (nearby >= 1.0) {
+        return;
+    }
+    FrameGeometry const & g = *view.geometry;
+    bool const nuclei = view.marker->structure == Structure::NUCLEI;
+    double const light = nuclei ? _levels.nucleus : _levels.haze + Specimen::AVERAGE_SPOTS * _levels.spot;
+    double const area = g.pixel_x_um * g.bin_x * g.pixel_y_um * g.bin_y;
+    double const value = (1.0 - nearby) * view.light * light * _specimen->AverageDensity() * area;
+    _canvas.AddSmooth(1e6, [value](double, double) { return value; });
+}
+
 void Renderer::DrawMarker(View const & view, Shine const & shine)
 {
     FrameGeometry const & g = *view.geometry;
-    DrawBackground(view);
+    double const nearby = NearbyShare(view);
     // The part of the slide that the region sees, widened by what can shine into it from outside.
     double const first_x = (g.first_x - 0.5 * g.sensor_width) * g.pixel_x_um * g.orientation_x;
     double const last_x = first_x + g.width * g.bin_x * g.pixel_x_um * g.orientation_x;
@@ -373,7 +397,7 @@ void Renderer::DrawMarker(View const & view, Shine const & shine)
             if (nucleus == nullptr) {
                 continue;
             }
-            double const light = view.light * shine.remaining(x, y);
+            double const light = nearby * view.light * shine.remaining(x, y);
             if (view.marker->structure == Structure::NUCLEI) {
                 DrawNucleus(view, *nucleus, pixel, light * _levels.nucleus * nucleus->strength);
             } else {

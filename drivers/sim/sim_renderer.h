@@ -84,8 +84,8 @@ class Renderer {
     std::vector<float> const & Render(FrameGeometry const & geometry, Objective const & objective,
                                       std::vector<Shine> const & shines);
 
-    // Beyond this blur, in microns, the picture is drawn as if it were blurred by this much: nothing but
-    // the haze of the whole neighbourhood is left.
+    // Beyond this blur, in microns, nuclei are blurred no further. Their light is instead replaced more and
+    // more by the slide's average, which comes from farther away.
     static constexpr double MOST_BLUR = 80.0;
 
   private:
@@ -98,6 +98,9 @@ class Renderer {
         double light;       // electrons for a light level of 1 electron a second
     };
 
+    // Share of the light that comes from nuclei near enough to be drawn.
+    double NearbyShare(View const & view) const;
+    void DrawFarLight(View const & view);
     void DrawMarker(View const & view, Shine const & shine);
     // pixel: the size of the pixels that the grade of detail is chosen for, in microns.
     void DrawNucleus(View const & view, Nucleus const & nucleus, double pixel, double light);

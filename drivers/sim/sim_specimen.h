@@ -133,6 +133,12 @@ class Specimen {
     // The nucleus that belongs to the cell, or null; it may reach over the cell's border. Valid until Trim.
     Nucleus const * NucleusOf(long cell_x, long cell_y);
 
+    // Nuclei to a square micron, on average over a large part of the slide.
+    double AverageDensity();
+
+    // Spots of one kind to a nucleus, on average.
+    static constexpr double AVERAGE_SPOTS = 2.5;
+
     // Forgets what hasn't been looked at for long, if there is much; it comes back the same.
     void Trim();
 
@@ -164,6 +170,7 @@ class Specimen {
     using Cells = std::unordered_map<std::uint64_t, std::unique_ptr<Nucleus>>;
     Cells _cells;
     Cells _older_cells;
+    double _average_density = -1.0; // below 0 until it is asked for
 };
 
 } // namespace velm::sim

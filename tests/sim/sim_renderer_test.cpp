@@ -358,17 +358,33 @@ TEST_F(SimRendererField, BinningSumsPixels)
     }
 }
 
-TEST_F(SimRendererField, FarFromFocusTheFieldIsNearlyFlat)
+TEST_F(SimRendererField, TheFieldIsFlatWhereCalibrationImagesAreTaken)
 {
-    auto const contrast = [&](double height) {
+    _geometry.pixel_x_um = _geometry.pixel_y_um = 0.3; // 144 by 108 microns
+    auto const contrast = [&](double height, Structure structure) {
         FrameGeometry geometry = _geometry;
         geometry.centre.z += height;
+        _marker.structure = structure;
         std::vector<float> const picture = Render(geometry, Vignetting{0.0, 0.0, 0.0});
         auto const [low, high] = std::minmax_element(picture.begin(), picture.end());
         return static_cast<double>(*high) / static_cast<double>(*low);
     };
-    EXPECT_GT(contrast(0.0), 10.0);
-    EXPECT_LT(contrast(-100.0), 1.5);
+    EXPECT_GT(contrast(0.0, Structure::NUCLEI), 10.0);
+    EXPECT_LT(contrast(-300.0, Structure::NUCLEI), 1.07);
+    EXPECT_LT(contrast(-300.0, Structure::SPOTS), 1.15);
+}
+
+TEST_F(SimRendererField, TheLightOfTheWholeSlideStaysTheSameFarFromFocus)
+{
+    // Some 2.5 millimetres each way.
+    FrameGeometry geometry = _geometry;
+    geometry.sensor_width = geometry.width = 64;
+    geometry.sensor_height = geometry.height = 64;
+    geometry.pixel_x_um = geometry.pixel_y_um = 40.0;
+    geometry.centre = {4000.0, 4000.0, _specimen.Focus().At(4000.0, 4000.0)};
+    double const sharp = Sum(Render(geometry, Vignetting{0.0, 0.0, 0.0}));
+    geometry.centre.z -= 1000.0;
+    EXPECT_NEAR(Sum(Render(geometry, Vignetting{0.0, 0.0, 0.0})) / sharp, 1.0, 0.1);
 }
 
 } // namespace velm::sim::test

@@ -173,7 +173,7 @@ TEST_F(SimRig, MovesWhereItIsTold)
     base.ZDrive_SetRelPos(-21);
     base.ZDrive_WaitPos();
     EXPECT_EQ(base.ZDrive_GetCurPos(), 4300);
-    EXPECT_EQ(base.ZDrive_GetCalibOffset(), 500);
+    EXPECT_EQ(base.ZDrive_GetCalibOffset(), 3000);
     base.ExFilter_SetPos(3);
     base.EmFilter_SetPos(2);
     base.Channel_Wait();
