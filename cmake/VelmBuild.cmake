@@ -39,8 +39,9 @@ endif()
 if(VELM_SANITIZE)
   add_compile_options(-fsanitize=${VELM_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
   add_link_options(-fsanitize=${VELM_SANITIZE})
-  # RelWithDebInfo's full debug information triples the link time and tells no more than a line number.
-  add_compile_options(-g1)
+  # Instrumented code gains little from more optimisation and costs much to compile; full debug information
+  # triples the link time and tells no more than a line number does.
+  add_compile_options(-O1 -g1)
 endif()
 
 # The warnings of this tree, all of them errors; toolkit headers are system headers and exempt.
