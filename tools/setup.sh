@@ -54,7 +54,20 @@ build() {
   {
     (cd "$root" && NINJA_STATUS='%p ' cmake --build --preset "$preset" ${1:+--target "$@"} 2>&1) &&
       rm -f "$log.failed"
-  } | tee "$log" | awk '/^ *[0-9]+% / { tenth = int($1 / 10); if (tenth > last) { last = tenth; print "  " tenth * 10 " %"; fflush() } }' >&2
+  } | tee "$log" | {
+    last=0
+    while read -r percent _; do
+      case $percent in
+        [0-9]*%)
+          tenth=$((${percent%\%} / 10))
+          if [ "$tenth" -gt "$last" ]; then
+            last=$tenth
+            say "  ${tenth}0 %"
+          fi
+          ;;
+      esac
+    done
+  }
   if [ -e "$log.failed" ]; then
     rm -f "$log.failed"
     grep -A 15 -E '^FAILED|error:|^CMake Error' "$log" | head -n 60 >&2
