@@ -72,10 +72,6 @@ velm_test(velm_hardware_params_test)
 
 # The depository
 velm_test(velm_depository_images_test)
-if(VELM_SANITIZE AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
-  # Instrumented calls through member pointers look uninitialised to this compiler.
-  set_source_files_properties(velm_depository_images_test.cpp PROPERTIES COMPILE_OPTIONS -Wno-maybe-uninitialized)
-endif()
 velm_test(velm_depository_records_test)
 velm_test(velm_depository_test)
 velm_test(velm_thumbnail_test)
