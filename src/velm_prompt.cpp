@@ -12,7 +12,9 @@ namespace velm {
 
 bool prompt::IsInteractive()
 {
-    return wxTheApp != nullptr && wxTheApp->IsGUI();
+    // Not through wxTheApp, which takes any application for one with windows.
+    wxAppConsole const * const application = wxAppConsole::GetInstance();
+    return application != nullptr && application->IsGUI();
 }
 
 int prompt::ShowMessage(wxString const & text, wxString const & caption, long style, wxWindow * parent)

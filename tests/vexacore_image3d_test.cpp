@@ -1,5 +1,6 @@
 #include "vexacore/image3d.h"
 
+#include "support/sanitizers.h"
 #include "support/voxels.h"
 
 #include <cstdint>
@@ -97,7 +98,9 @@ TYPED_TEST(ImageOf, MakeRoomThatFindsNoRoomChangesNothing)
 {
     Image3d<TypeParam> image = Counting<TypeParam>(2, 2, 1);
     EXPECT_THROW(image.MakeRoom(0xffffffffU, 0xffffffffU, 0xffffffffU), std::bad_alloc);
-    EXPECT_THROW(image.MakeRoom(0xffffffffU, 0xffffU, 0xffU), std::bad_alloc);
+    if (!velm::test::allocator_ends_the_program) {
+        EXPECT_THROW(image.MakeRoom(0xffffffffU, 0xffffU, 0xffU), std::bad_alloc);
+    }
     EXPECT_EQ(image.size, Sizes(2, 2, 1));
     EXPECT_EQ(Voxels(image), Voxels(Counting<TypeParam>(2, 2, 1)));
 }
