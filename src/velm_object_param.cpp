@@ -206,7 +206,11 @@ long VELM_ObjectParamDescList::GetDescId(ParamType type, wxString const & name)
 bool VELM_ObjectParamDescList::HasParam(VELM_ObjectParam const & param) const
 {
     std::unique_ptr<VELM_ObjectParam> const described(CreateParam(param.GetId()));
-    return described && typeid(*described) == typeid(param);
+    if (!described) {
+        return false;
+    }
+    VELM_ObjectParam const & wanted = *described;
+    return typeid(wanted) == typeid(param);
 }
 
 VELM_ObjectParam * VELM_ObjectParamDescList::CreateParam(long id) const

@@ -1,6 +1,7 @@
 #include "acquisition/progress.h"
 
 #include <algorithm>
+#include <cmath>
 #include <string>
 
 namespace velm::acquisition {
@@ -65,7 +66,7 @@ void Progress::Draw()
     std::chrono::duration<double> const elapsed = std::chrono::steady_clock::now() - _start;
     double const rate = static_cast<double>(_frames_taken) / std::max(elapsed.count(), 1e-3);
     auto const left = std::chrono::seconds(
-        static_cast<long>(static_cast<double>(_frames - _frames_taken) / std::max(rate, 1e-6) + 0.5));
+        std::lround(static_cast<double>(_frames - _frames_taken) / std::max(rate, 1e-6)));
     long const filled = bar_width * _frames_taken / std::max(_frames, 1L);
     std::string const bar = std::string(static_cast<std::size_t>(filled), '#') +
                             std::string(static_cast<std::size_t>(bar_width - filled), '.');

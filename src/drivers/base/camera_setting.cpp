@@ -34,7 +34,8 @@ void VELM_CameraSetting::ValidateRegion(int sbin, int pbin, int & s1, int & p1, 
 void VELM_CameraSetting::CreateAdvSettingPanel(wxWindow * parent, VELM_CameraControl const *)
 {
     auto * const sizer = new wxBoxSizer(wxVERTICAL);
-    sizer->Add(new wxStaticText(parent, wxID_ANY, "No options!"), 0, wxALL | wxALIGN_CENTER, 5);
+    sizer->Add(new wxStaticText(parent, wxID_ANY, "No options!"),
+               wxSizerFlags(0).Border(wxALL, 5).Align(wxALIGN_CENTER));
     parent->SetSizer(sizer);
     sizer->SetSizeHints(parent);
 }

@@ -20,7 +20,7 @@ void VELM_CameraSettingBinder::AddCheckBoxes(wxWindow * parent, wxSizer * sizer)
     _ch_sbin = new wxCheckBox(parent, wxID_ANY, "Serial binning (X)");
     _ch_pbin = new wxCheckBox(parent, wxID_ANY, "Parallel binning (Y)");
     for (wxCheckBox * const box : {_ch_sbin, _ch_pbin}) {
-        sizer->Add(box, 0, wxALL | wxALIGN_CENTER_VERTICAL, 5);
+        sizer->Add(box, wxSizerFlags(0).Border(wxALL, 5).Align(wxALIGN_CENTER_VERTICAL));
     }
 }
 
