@@ -70,7 +70,7 @@ ScanPlan Prepare(Options const & options, Installation & installation, VELM_Depo
             throw StoreError("The channels could not be stored.");
         }
     }
-    ScanPlan const plan{ChooseChannels(options.channels, base, depository), options.slices, options.step};
+    ScanPlan plan{ChooseChannels(options.channels, base, depository), options.slices, options.step};
     CheckRoom(LeastBytes(plan, base, depository, VELM_Preferences::GetInstance()->GetEnableCompression()),
               depository.GetDir());
     return plan;
