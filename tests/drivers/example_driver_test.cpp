@@ -16,8 +16,8 @@ class ExampleDriver : public testing::Test {
     static std::string Ini(std::string const & entries)
     {
         std::string ini = StubMicroscope::WholeRig();
-        std::string const stub = "[ZDrive]\nDriver=SecA\n";
-        ini.replace(ini.find(stub), stub.size(), "[ZDrive]\nDriver=Focus\n");
+        std::string const fake_drive = "[ZDrive]\nDriver=SecA\n";
+        ini.replace(ini.find(fake_drive), fake_drive.size(), "[ZDrive]\nDriver=Focus\n");
         return ini + "[Focus]\nName=Example\n" + entries;
     }
 
