@@ -48,6 +48,7 @@ velm_test(vexacore_geometry_test)
 velm_test(vexacore_ics_file_test LIBRARIES ${ICS_REFERENCE})
 velm_test(vexacore_image_file_test)
 velm_test(vexacore_image3d_test)
+velm_test(vexacore_parallel_test)
 velm_test(vexacore_tiff_file_test)
 
 # Hardware control
