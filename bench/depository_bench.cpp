@@ -1,19 +1,15 @@
 // How long a large depository takes to open, beside a bare walk of its directories with one stat each.
-//
-// Prints one line: ours and the walk in milliseconds (medians), and their ratio.
 
+#include "side_by_side.h"
 #include "velm_db.h"
 #include "velm_depository.h"
 
-#include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <dirent.h>
 #include <filesystem>
 #include <fstream>
 #include <string>
 #include <sys/stat.h>
-#include <vector>
 #include <wx/init.h>
 #include <wx/log.h>
 
@@ -24,7 +20,6 @@ namespace fs = std::filesystem;
 constexpr long fovs = 9999;
 constexpr long first_voi = 10000;
 constexpr long vois = 100000;
-constexpr int repeats = 9;
 
 void MakeDepository(fs::path const & root)
 {
@@ -65,24 +60,15 @@ long Walk(std::string const & directory)
     return found;
 }
 
-template <typename Work>
-double MedianMilliseconds(Work work)
-{
-    std::vector<double> times;
-    for (int i = 0; i < repeats; ++i) {
-        auto const start = std::chrono::steady_clock::now();
-        work();
-        std::chrono::duration<double, std::milli> const elapsed = std::chrono::steady_clock::now() - start;
-        times.push_back(elapsed.count());
-    }
-    std::nth_element(times.begin(), times.begin() + repeats / 2, times.end());
-    return times[repeats / 2];
-}
-
 } // namespace
 
-int main()
+int main(int argc, char ** argv)
 {
+    velm::bench::Table table(argc, argv);
+    char const * const row = "open a depository of 9999 FOVs and 100000 VOIs";
+    if (!table.Wants(row)) {
+        return 0;
+    }
     wxInitializer const toolkit;
     wxLog::SetLogLevel(wxLOG_Warning);
     std::string name = (fs::temp_directory_path() / "velm-bench-XXXXXX").string();
@@ -93,14 +79,11 @@ int main()
     velm::VELM_Depository depository((root / "dep").string(), &db);
 
     long walked = 0;
-    double const walk = MedianMilliseconds(
+    table.Row(
+        row, velm::bench::AtLeast(1.0), [&] { depository.Open(); },
         [&] { walked = Walk((root / "dep/rawdata").string()) + Walk((root / "dep/regions").string()); });
-    double const open = MedianMilliseconds([&] { depository.Open(); });
     bool const complete =
         depository.FOV_GetCount() == fovs && depository.VOI_GetCount() == vois && walked == fovs + vois + 4;
-    std::printf(
-        "open a depository of %ld FOVs and %ld VOIs: %.1f ms, bare walk %.1f ms, ratio %.2f, goal 1.00, %s\n",
-        fovs, vois, open, walk, walk / open, walk >= open ? "ok" : "short");
     fs::remove_all(root);
     return complete ? 0 : 1;
 }

@@ -1,12 +1,19 @@
-# Sourced by ./demo and ./check: installs what is missing and builds quietly. Needs $root, the tree's directory.
+# Sourced by ./demo, ./check and bench/run: installs what is missing and builds quietly. Needs $root, the tree's
+# directory.
 
 # What building takes, and what the programs need to run.
 build_packages="cmake g++ ninja-build ccache mold pkg-config libwxgtk3.2-dev libtiff-dev zlib1g-dev
   libdeflate-dev libcairo2-dev fonts-dejavu-core"
 
 # What the tests need beyond that: frameworks, other people's readers, a virtual screen.
-test_packages="libgtest-dev libgmock-dev libbenchmark-dev libics-dev python3 python3-numpy python3-tifffile
+test_packages="libgtest-dev libgmock-dev libics-dev python3 python3-numpy python3-tifffile
   clang-format xvfb xauth x11-utils imagemagick git"
+
+# What the benchmarks need beyond all that.
+bench_packages=""
+
+# Options of the configure step, beyond the preset's.
+configure_options=""
 
 say() {
   printf '%s\n' "$*" >&2
@@ -46,7 +53,7 @@ build() {
   mkdir -p "$root/build"
   log=$root/build/$preset.log
   say "Building ($preset) ..."
-  if ! (cd "$root" && cmake --preset "$preset") >"$log" 2>&1; then
+  if ! (cd "$root" && cmake --preset "$preset" $configure_options) >"$log" 2>&1; then
     tail -n 40 "$log" >&2
     exit 1
   fi
