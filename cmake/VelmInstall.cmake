@@ -5,13 +5,13 @@ include(CMakePackageConfigHelpers)
 
 set(VELM_INSTALL_CMAKE ${CMAKE_INSTALL_LIBDIR}/cmake/velm)
 
-install(TARGETS velm vexacore vexaalgo nubo EXPORT velmTargets)
+install(TARGETS velm velm_export vexacore vexaalgo nubo EXPORT velmTargets)
 install(TARGETS velm_sim LIBRARY DESTINATION ${VELM_DRIVER_SUBDIR})
 install(TARGETS velm-scan)
 
 foreach(library vexacore vexaalgo nubo)
   file(GLOB headers CONFIGURE_DEPENDS imaging/${library}/*.h)
-  list(FILTER headers EXCLUDE REGEX "(file_io|grey_file|length_unit)\\.h$") # internal to the image libraries
+  list(FILTER headers EXCLUDE REGEX "(file_io|grey_file|length_unit|tiff_handle|tiff_writer)\\.h$") # internal to the image libraries
   install(FILES ${headers} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/velm/${library})
 endforeach()
 get_target_property(headers velm VELM_PUBLIC_HEADERS)
@@ -19,6 +19,8 @@ foreach(header IN LISTS headers)
   cmake_path(GET header PARENT_PATH directory)
   install(FILES src/${header} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/velm/${directory})
 endforeach()
+
+install(FILES apps/export/ome_tiff.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/velm/export)
 
 install(DIRECTORY rigs/simulated/ DESTINATION ${VELM_RIG_SUBDIR})
 

@@ -6,6 +6,7 @@
 #include "acquisition/progress.h"
 #include "acquisition/scanner.h"
 #include "drivers/base/velm_base.h"
+#include "export/ome_tiff.h"
 #include "velm-scan/options.h"
 #include "velm-scan/overview.h"
 #include "velm_depository.h"
@@ -13,6 +14,8 @@
 #include "velm_prefs.h"
 
 #include <cstdio>
+#include <optional>
+#include <string>
 #include <unistd.h>
 #include <wx/fileconf.h>
 #include <wx/filename.h>
@@ -122,28 +125,72 @@ void Scan(Options const & options, Program & program)
     Scanner(installation.GetBase(), installation.GetDatabase(), depository, devices, progress).Run(plan);
 }
 
+// An existing depository, opened.
+class StoredDepository {
+  public:
+    explicit StoredDepository(Options const & options)
+        : _installation(IniOf(options)), _depository(DirectoryOf(options), &_installation.GetDatabase())
+    {
+        if (!_depository.IsValid() || !_depository.Open()) {
+            throw StoreError(options.depository + " is not a depository.");
+        }
+    }
+
+    Installation & GetInstallation() { return _installation; }
+    VELM_Depository & Get() { return _depository; }
+
+  private:
+    Installation _installation;
+    VELM_Depository _depository;
+};
+
 void Draw(Options const & options)
 {
-    Installation installation(IniOf(options));
-    VELM_Depository depository(DirectoryOf(options), &installation.GetDatabase());
-    if (!depository.IsValid() || !depository.Open()) {
-        throw StoreError(options.depository + " is not a depository.");
+    StoredDepository stored(options);
+    DrawOverview(stored.Get(), OrientationOf(stored.GetInstallation().GetHardwareIni()),
+                 wxString::FromUTF8(options.out));
+}
+
+void Export(Options const & options)
+{
+    Interruption const interruption;
+    StoredDepository stored(options);
+    ome::ExportOptions export_options;
+    export_options.channels = options.channels;
+    bool const terminal = isatty(STDOUT_FILENO) != 0;
+    std::string const fov = "FOV " + std::to_string(options.fov);
+    std::optional<ProgressLine> line;
+    ome::ExportFov(stored.Get(), options.fov, wxString::FromUTF8(options.out), export_options,
+                   [&](long, long slices) {
+                       Interruption::Check();
+                       if (terminal) {
+                           (line ? *line : line.emplace(stdout, "slice", slices)).Advance(fov);
+                       }
+                   });
+    if (!terminal) {
+        std::puts((fov + " exported").c_str());
     }
-    DrawOverview(depository, OrientationOf(installation.GetHardwareIni()), wxString::FromUTF8(options.out));
 }
 
 int Run(Options const & options)
 {
     Program program;
     try {
-        if (options.command == Command::Overview) {
+        switch (options.command) {
+        case Command::Overview:
             Draw(options);
-        } else {
+            break;
+        case Command::Export:
+            Export(options);
+            break;
+        default:
             Scan(options, program);
         }
         return status_done;
     } catch (Interrupted const &) {
-        Log::Warning("Interrupted; every FOV finished so far is whole on disk.");
+        Log::Warning(options.command == Command::Export
+                         ? "Interrupted; no file was written."
+                         : "Interrupted; every FOV finished so far is whole on disk.");
         return status_interrupted;
     } catch (std::exception const & error) {
         Log::Error(detail::EscapePercent(detail::ExceptionText(error)));

@@ -11,6 +11,7 @@ namespace {
 constexpr long max_grid_side = 1000;
 constexpr long max_slices = 10000;
 constexpr long max_step = 10000;
+constexpr long max_fov = 9999;
 
 // The whole text as a number from min to max.
 template <typename Number>
@@ -49,32 +50,43 @@ std::vector<long> ParseIds(std::string const & text)
 
 using Setter = std::function<void(Options &, std::string const &)>;
 
-std::map<std::string, Setter> const & SettersOf(Command command)
+using Setters = std::map<std::string, Setter>;
+
+Setter const set_ini = [](Options & o, std::string const & value) { o.ini = value; };
+Setter const set_depository = [](Options & o, std::string const & value) { o.depository = value; };
+Setter const set_out = [](Options & o, std::string const & value) { o.out = value; };
+Setter const set_channels = [](Options & o, std::string const & value) { o.channels = ParseIds(value); };
+
+// Sets the member to a number from min to max.
+template <typename Number>
+Setter SetNumber(char const * option, Number Options::*member, Number min, Number max)
 {
-    static std::map<std::string, Setter> const scan{
-        {"--ini", [](Options & o, std::string const & value) { o.ini = value; }},
-        {"--depository", [](Options & o, std::string const & value) { o.depository = value; }},
+    return [=](Options & o, std::string const & value) {
+        o.*member = ParseNumber<Number>(option, value, min, max);
+    };
+}
+
+Setters const & SettersOf(Command command)
+{
+    static Setters const scan{
+        {"--ini", set_ini},
+        {"--depository", set_depository},
         {"--grid", [](Options & o, std::string const & value) { o.grid = ParseGrid(value); }},
-        {"--slices",
-         [](Options & o, std::string const & value) {
-             o.slices = ParseNumber<long>("--slices", value, 1, max_slices);
-         }},
-        {"--step",
-         [](Options & o, std::string const & value) {
-             o.step = ParseNumber<long>("--step", value, 1, max_step);
-         }},
-        {"--channels", [](Options & o, std::string const & value) { o.channels = ParseIds(value); }},
+        {"--slices", SetNumber("--slices", &Options::slices, 1L, max_slices)},
+        {"--step", SetNumber("--step", &Options::step, 1L, max_step)},
+        {"--channels", set_channels},
         {"--seed",
          [](Options & o, std::string const & value) {
              o.seed = ParseNumber<unsigned long>("--seed", value, 0, 4294967295UL);
          }},
     };
-    static std::map<std::string, Setter> const overview{
-        {"--ini", [](Options & o, std::string const & value) { o.ini = value; }},
-        {"--depository", [](Options & o, std::string const & value) { o.depository = value; }},
-        {"--out", [](Options & o, std::string const & value) { o.out = value; }},
-    };
-    return command == Command::Overview ? overview : scan;
+    static Setters const overview{{"--ini", set_ini}, {"--depository", set_depository}, {"--out", set_out}};
+    static Setters const exported{{"--ini", set_ini},
+                                  {"--depository", set_depository},
+                                  {"--fov", SetNumber("--fov", &Options::fov, 1L, max_fov)},
+                                  {"--channels", set_channels},
+                                  {"--out", set_out}};
+    return command == Command::Overview ? overview : command == Command::Export ? exported : scan;
 }
 
 void CheckComplete(Options const & options)
@@ -82,7 +94,10 @@ void CheckComplete(Options const & options)
     if (options.depository.empty()) {
         throw UsageError("--depository is missing");
     }
-    if (options.command == Command::Overview && options.out.empty()) {
+    if (options.command == Command::Export && options.fov == 0) {
+        throw UsageError("--fov is missing");
+    }
+    if (options.command != Command::Scan && options.out.empty()) {
         throw UsageError("--out is missing");
     }
 }
@@ -93,8 +108,8 @@ Options ParseOptions(std::vector<std::string> const & arguments)
 {
     Options options;
     std::size_t i = 1;
-    if (arguments.size() > 1 && arguments[1] == "overview") {
-        options.command = Command::Overview;
+    if (arguments.size() > 1 && (arguments[1] == "overview" || arguments[1] == "export")) {
+        options.command = arguments[1] == "overview" ? Command::Overview : Command::Export;
         ++i;
     }
     for (; i < arguments.size(); ++i) {
@@ -122,6 +137,7 @@ std::string HelpText()
 {
     return "usage: velm-scan --depository DIR [options]\n"
            "       velm-scan overview --depository DIR --out FILE.png\n"
+           "       velm-scan export --depository DIR --fov ID --out FILE.ome.tif\n"
            "\n"
            "Takes stacks of every channel at every coordinate of a depository and stores each place as one "
            "FOV.\n"
@@ -133,11 +149,14 @@ std::string HelpText()
            "place\n"
            "  --slices N        slices of a stack (default 9)\n"
            "  --step N          distance of the slices in tenths of a micron (default 10)\n"
-           "  --channels IDS    channels to take, such as 1,3 (default: all)\n"
+           "  --channels IDS    channels to take or to export, such as 1,3 (default: all)\n"
            "  --seed N          seed of the simulated specimen\n"
            "  --help, --version\n"
            "\n"
-           "The second form draws all FOVs of a depository as one picture, with a scale bar.\n"
+           "The second form draws all FOVs of a depository as one picture, with a scale bar. The third "
+           "writes\n"
+           "the stacks of one FOV as OME-TIFF, which other programs read with channels, colours, scale,\n"
+           "place and times. Both replace a file of that name.\n"
            "\n"
            "Exit status: 0 done, 1 failed, 2 wrong usage, 130 interrupted.\n";
 }

@@ -16,13 +16,14 @@ class UsageError : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-enum class Command { Scan, Overview, Help, Version };
+enum class Command { Scan, Overview, Export, Help, Version };
 
 struct Options {
     Command command = Command::Scan;
     std::string ini;        // empty: the installed simulated rig's
     std::string depository; // always given, but for help and version
-    std::string out;        // of the overview
+    std::string out;        // of the overview and the export
+    long fov = 0;           // to export; always given then
     std::optional<acquisition::Grid> grid;
     long slices = 9;
     long step = 10;             // tenths of a micron

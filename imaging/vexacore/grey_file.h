@@ -67,7 +67,7 @@ bool HasScale(Resolution const & resolution);
 Resolution ResolutionFromScale(double x, double y, double z);
 
 // The shortest decimal text that reads back as the same number, whatever the locale.
-std::string NumberText(double value);
+VEXA_API std::string NumberText(double value);
 std::string NumberText(float value);
 
 // Exchanges the two bytes of each of count 16-bit values.

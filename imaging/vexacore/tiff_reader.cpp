@@ -1,19 +1,18 @@
-// TIFF through libtiff: one page per slice, 8 or 16 bits of grey. docs/formats/tif.md tells which tags.
+// Reading TIFF through libtiff: one page per slice, 8 or 16 bits of grey. docs/formats/tif.md tells which
+// tags.
 
 #include "vexacore/exceptions.h"
 #include "vexacore/file_io.h"
 #include "vexacore/grey_file.h"
 #include "vexacore/length_unit.h"
+#include "vexacore/tiff_handle.h"
 
 #include <algorithm>
 #include <charconv>
-#include <cstdarg>
-#include <cstdio>
 #include <cstring>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <tiffio.h>
 #include <unistd.h>
 #include <vector>
 
@@ -23,67 +22,6 @@ namespace {
 
 // None of the compressions that are read packs more than this many bytes into one.
 constexpr std::uint64_t largest_ratio = 4096;
-
-// Files of more bytes than this need the 64-bit form of the format; leaves room for the tags of 65,535 pages.
-constexpr std::uint64_t largest_classic_file = std::uint64_t{0xf0000000};
-
-constexpr double microns_per_centimetre = 1e4;
-
-// libtiff's first complaint about a file; the rest tends to follow from it.
-int KeepFirstError(TIFF *, void * text, char const *, char const * format, va_list arguments)
-{
-    auto & kept = *static_cast<std::string *>(text);
-    if (kept.empty()) {
-        char line[256];
-        std::vsnprintf(line, sizeof(line), format, arguments);
-        kept = line;
-    }
-    return 1; // handled: nothing goes to the standard error stream
-}
-
-int IgnoreWarning(TIFF *, void *, char const *, char const *, va_list)
-{
-    return 1;
-}
-
-// An open TIFF with handlers of its own, so that nothing global is touched and nothing is printed.
-class TiffHandle {
-  public:
-    // Takes the descriptor over, closing it also on failure.
-    TiffHandle(int descriptor, std::string const & path, char const * mode)
-    {
-        TIFFOpenOptions * const options = TIFFOpenOptionsAlloc();
-        TIFFOpenOptionsSetErrorHandlerExtR(options, &KeepFirstError, &_error);
-        TIFFOpenOptionsSetWarningHandlerExtR(options, &IgnoreWarning, nullptr);
-        _tiff = TIFFFdOpenExt(descriptor, path.c_str(), mode, options);
-        TIFFOpenOptionsFree(options);
-        if (_tiff == nullptr) {
-            ::close(descriptor);
-        }
-    }
-    ~TiffHandle()
-    {
-        if (_tiff != nullptr) {
-            TIFFClose(_tiff);
-        }
-    }
-    TiffHandle(TiffHandle const &) = delete;
-    TiffHandle & operator=(TiffHandle const &) = delete;
-
-    TIFF * Get() const { return _tiff; }
-    std::string const & GetError() const { return _error; }
-
-    template <typename Value>
-    Value GetTag(std::uint32_t tag, Value otherwise) const
-    {
-        Value value{};
-        return TIFFGetFieldDefaulted(_tiff, tag, &value) == 1 ? value : otherwise;
-    }
-
-  private:
-    std::string _error; // before _tiff: the handlers write to it until the file is closed
-    TIFF * _tiff;
-};
 
 // The value of attribute="..." behind the given position of XML text; empty when there is none.
 std::string_view Attribute(std::string_view element, std::string const & name)
@@ -321,109 +259,11 @@ class TiffReader : public GreyReader {
     std::vector<unsigned char> _strip;
 };
 
-// The image's geometry in the form that microscopy programs agree on. Only ASCII, as the tag demands.
-std::string MakeDescription(GreyView const & image)
-{
-    auto const & [size, offset, resolution] = image.header;
-    std::string const count = std::to_string(size.z);
-    std::string text = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-                       "<OME xmlns=\"http://www.openmicroscopy.org/Schemas/OME/2016-06\">\n"
-                       "<Image ID=\"Image:0\">\n<Pixels ID=\"Pixels:0\" DimensionOrder=\"XYZCT\" Type=\"";
-    text += image.bytes_per_voxel == 2 ? "uint16" : "uint8";
-    text += "\" SizeX=\"" + std::to_string(size.x) + "\" SizeY=\"" + std::to_string(size.y) + "\" SizeZ=\"" +
-            count + "\" SizeC=\"1\" SizeT=\"1\"";
-    static constexpr char axes[] = {'X', 'Y', 'Z'};
-    std::string const micron = "Unit=\"&#181;m\"";
-    for (unsigned int i = 0; i < 3 && HasScale(resolution); ++i) {
-        std::string const name = std::string(" PhysicalSize") + axes[i];
-        text += name + "=\"" + NumberText(1.0 / double{resolution.GetRes()[i]}) + "\"" + name + micron;
-    }
-    text += ">\n<Channel ID=\"Channel:0:0\" SamplesPerPixel=\"1\"/>\n<TiffData IFD=\"0\" PlaneCount=\"" +
-            count + "\"/>\n<Plane TheZ=\"0\" TheC=\"0\" TheT=\"0\"";
-    for (unsigned int i = 0; i < 3; ++i) {
-        std::string const name = std::string(" Position") + axes[i];
-        text += name + "=\"" + NumberText(double{offset[i]}) + "\"" + name + micron;
-    }
-    return text + "/>\n</Pixels>\n</Image>\n</OME>\n";
-}
-
-void SetTags(TIFF * tiff, GreyView const & image, unsigned int page, bool compress)
-{
-    auto const & [size, offset, resolution] = image.header;
-    // Strips of about 256 KiB: small enough for a box to leave most of them alone, large enough to pack well.
-    std::size_t const row_bytes = std::size_t{size.x} * image.bytes_per_voxel;
-    auto const rows =
-        static_cast<std::uint32_t>(std::max<std::size_t>(1, (std::size_t{1} << 18) / row_bytes));
-    TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, size.x);
-    TIFFSetField(tiff, TIFFTAG_IMAGELENGTH, size.y);
-    TIFFSetField(tiff, TIFFTAG_BITSPERSAMPLE, 8 * image.bytes_per_voxel);
-    TIFFSetField(tiff, TIFFTAG_SAMPLESPERPIXEL, 1);
-    TIFFSetField(tiff, TIFFTAG_SAMPLEFORMAT, SAMPLEFORMAT_UINT);
-    TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISBLACK);
-    TIFFSetField(tiff, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
-    TIFFSetField(tiff, TIFFTAG_ROWSPERSTRIP, std::min(rows, size.y));
-    TIFFSetField(tiff, TIFFTAG_COMPRESSION, compress ? COMPRESSION_ADOBE_DEFLATE : COMPRESSION_NONE);
-    if (compress) {
-        TIFFSetField(tiff, TIFFTAG_ZIPQUALITY, 1);
-        TIFFSetField(tiff, TIFFTAG_PREDICTOR, PREDICTOR_HORIZONTAL);
-    }
-    if (HasScale(resolution)) {
-        TIFFSetField(tiff, TIFFTAG_RESOLUTIONUNIT, RESUNIT_CENTIMETER);
-        TIFFSetField(tiff, TIFFTAG_XRESOLUTION, microns_per_centimetre * resolution.GetRes().x);
-        TIFFSetField(tiff, TIFFTAG_YRESOLUTION, microns_per_centimetre * resolution.GetRes().y);
-        if (offset.x >= 0.0F && offset.y >= 0.0F) { // the tags have no sign
-            TIFFSetField(tiff, TIFFTAG_XPOSITION, offset.x / microns_per_centimetre);
-            TIFFSetField(tiff, TIFFTAG_YPOSITION, offset.y / microns_per_centimetre);
-        }
-    }
-    if (page == 0) {
-        TIFFSetField(tiff, TIFFTAG_IMAGEDESCRIPTION, MakeDescription(image).c_str());
-    }
-}
-
-bool WritePage(TIFF * tiff, GreyView const & image, unsigned int page, bool compress)
-{
-    SetTags(tiff, image, page, compress);
-    auto const & size = image.header.size;
-    std::size_t const row_bytes = std::size_t{size.x} * image.bytes_per_voxel;
-    unsigned char const * const voxels = image.voxels + page * row_bytes * size.y;
-    std::uint32_t rows_per_strip = 0;
-    TIFFGetField(tiff, TIFFTAG_ROWSPERSTRIP, &rows_per_strip);
-    std::vector<unsigned char> strip; // libtiff works on the strip in place
-    for (std::uint32_t row = 0; row < size.y; row += rows_per_strip) {
-        std::size_t const rows = std::min(rows_per_strip, size.y - row);
-        strip.assign(voxels + row * row_bytes, voxels + (row + rows) * row_bytes);
-        auto const bytes = static_cast<tmsize_t>(strip.size());
-        if (TIFFWriteEncodedStrip(tiff, row / rows_per_strip, strip.data(), bytes) != bytes) {
-            return false;
-        }
-    }
-    return TIFFWriteDirectory(tiff) == 1;
-}
-
 } // namespace
 
 std::unique_ptr<GreyReader> OpenTiff(char const * path)
 {
     return std::make_unique<TiffReader>(path);
-}
-
-void SaveTiff(char const * path, GreyView const & image, bool compress)
-{
-    OutputFile file(path);
-    {
-        bool const large = image.GetByteCount() > largest_classic_file;
-        TiffHandle const tiff(::dup(file.GetDescriptor()), path, large ? "w8" : "w");
-        bool good = tiff.Get() != nullptr;
-        for (unsigned int page = 0; good && page < image.header.size.z; ++page) {
-            good = WritePage(tiff.Get(), image, page, compress);
-        }
-        good = good && TIFFFlush(tiff.Get()) == 1; // so that closing has nothing left that could fail
-        if (!good || !tiff.GetError().empty()) {
-            file.Reject(tiff.GetError().empty() ? "the pages cannot be written" : tiff.GetError());
-        }
-    }
-    file.Commit();
 }
 
 } // namespace vexa
