@@ -85,6 +85,7 @@ velm_test(apps/installation_test LIBRARIES velm_acquisition)
 add_dependencies(installation_test old_contract velm_sim)
 target_compile_definitions(installation_test PRIVATE VELM_OLD_DRIVER_DIR="${CMAKE_CURRENT_BINARY_DIR}/old-plugins"
   VELM_SIM_DRIVER_DIR="${CMAKE_BINARY_DIR}/${VELM_DRIVER_SUBDIR}")
+velm_test(apps/ome_tiff_test LIBRARIES velm::export)
 velm_test(apps/progress_test LIBRARIES velm_acquisition)
 velm_test(apps/scan_plan_test LIBRARIES velm_acquisition)
 velm_test(apps/velm_scan_options_test LIBRARIES velm_acquisition SOURCES ${PROJECT_SOURCE_DIR}/apps/velm-scan/options.cpp)
@@ -114,6 +115,7 @@ target_compile_definitions(velm_scenario_support PRIVATE
   VELM_SOURCE_ROOT="${PROJECT_SOURCE_DIR}" VELM_SCAN_PROGRAM="$<TARGET_FILE:velm-scan>"
   VELM_SIM_DRIVER_DIR="${CMAKE_BINARY_DIR}/${VELM_DRIVER_SUBDIR}")
 add_dependencies(velm_scenario_support velm-scan velm_sim)
+velm_test(scenarios/export_test LIBRARIES velm_scenario_support)
 velm_test(scenarios/fault_test LIBRARIES velm_scenario_support)
 velm_test(scenarios/kill_test LIBRARIES velm_scenario_support)
 velm_test(scenarios/scan_test LIBRARIES velm_scenario_support)

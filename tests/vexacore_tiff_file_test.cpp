@@ -1,9 +1,9 @@
 // What is peculiar to TIFF files: that another program and this one read each other.
 
-#include "support/temp_directory.h"
+#include "support/python.h"
 #include "support/voxels.h"
 
-#include <cstdlib>
+#include <gtest/gtest.h>
 
 namespace velm::test {
 
@@ -21,15 +21,7 @@ class TiffFile : public testing::Test {
         return std::string((_directory / name).utf8_str());
     }
 
-    // Runs a script in the directory with tifffile and numpy at hand.
-    void RunPython(std::string const & script) const
-    {
-        std::string const path =
-            std::string(_directory.Write("script.py", "import numpy, tifffile\n" + script).utf8_str());
-        std::string const command = "cd '" + std::string(_directory.GetPath().utf8_str()) +
-                                    "' && /usr/bin/python3 script.py > output 2>&1";
-        EXPECT_EQ(std::system(command.c_str()), 0) << _directory.Read("output");
-    }
+    void RunPython(std::string const & script) const { test::RunPython(_directory, script); }
 
     // The script that makes "voxels", an array of that shape and type with the values 0, 1, 2...
     static std::string MakeVoxels(char const * shape, char const * type)

@@ -6,6 +6,7 @@
 #include "vexacore/grey_file.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <wx/regex.h>
 #include <wx/sstream.h>
@@ -110,9 +111,9 @@ wxString BinningOf(VELM_CameraSetting const & setting)
     return named ? binning : wxString("Other");
 }
 
-double Seconds(wxDateTime const & from, wxDateTime const & to)
+double Milliseconds(wxDateTime const & from, wxDateTime const & to)
 {
-    return (to - from).GetMilliseconds().ToDouble() / 1000.0;
+    return (to - from).GetMilliseconds().ToDouble();
 }
 
 // Gives each distinct text an index, in the order of arrival.
@@ -311,9 +312,9 @@ class Document {
     {
         unsigned int const channel = image.channels[c];
         VELM_TimeInterval const & time = _fov.GetTimeInterval(channel);
-        double const start = Seconds(_began, time.GetStartTime());
+        double const start = Milliseconds(_began, time.GetStartTime());
         double const slice_time =
-            std::max(0.0, Seconds(time.GetStartTime(), time.GetEndTime())) / image.size.z;
+            std::max(0.0, Milliseconds(time.GetStartTime(), time.GetEndTime())) / image.size.z;
         auto const exposure = static_cast<double>(SettingOf(channel).GetExposure());
         long x = 0;
         long y = 0;
@@ -323,7 +324,7 @@ class Document {
         for (unsigned int slice = 0; slice < image.size.z; ++slice) {
             Element const plane = pixels.Add("Plane");
             plane.Set("TheZ", static_cast<long>(slice)).Set("TheC", static_cast<long>(c)).Set("TheT", 0L);
-            plane.Set("DeltaT", start + slice * slice_time, second);
+            plane.Set("DeltaT", std::round(start + slice * slice_time) / 1000.0, second);
             if (exposure > 0.0) {
                 plane.Set("ExposureTime", exposure / microseconds_per_millisecond, millisecond);
             }

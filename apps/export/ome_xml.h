@@ -3,6 +3,7 @@
 
 // What a FOV's record knows, as OME-XML of the schema 2016-06. Internal to the library.
 
+#include "velm_export.h"
 #include "vexacore/geometry.h"
 
 #include <optional>
@@ -43,10 +44,10 @@ struct PassBand {
 };
 
 // Reads a description such as "Em 525/40"; nothing when it has no such pair of numbers.
-std::optional<PassBand> ParsePassBand(wxString const & description);
+VELM_API std::optional<PassBand> ParsePassBand(wxString const & description);
 
 // The aperture in a description such as "63x/1.40 oil"; nothing when it tells none.
-std::optional<double> ParseAperture(wxString const & description);
+VELM_API std::optional<double> ParseAperture(wxString const & description);
 
 } // namespace velm::ome
 

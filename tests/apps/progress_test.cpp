@@ -8,6 +8,16 @@ namespace velm::acquisition {
 
 namespace {
 
+// What was written to the temporary file, which is closed.
+std::string ContentOf(std::FILE * file)
+{
+    std::string text(static_cast<std::size_t>(std::ftell(file)), '\0');
+    std::rewind(file);
+    text.resize(std::fread(text.data(), 1, text.size(), file));
+    std::fclose(file);
+    return text;
+}
+
 // What the calls print.
 template <typename Calls>
 std::string Printed(bool terminal, Calls calls)
@@ -17,11 +27,7 @@ std::string Printed(bool terminal, Calls calls)
         Progress progress(file, terminal, 4, 2);
         calls(progress);
     }
-    std::string text(static_cast<std::size_t>(std::ftell(file)), '\0');
-    std::rewind(file);
-    text.resize(std::fread(text.data(), 1, text.size(), file));
-    std::fclose(file);
-    return text;
+    return ContentOf(file);
 }
 
 } // namespace
@@ -60,6 +66,20 @@ TEST(Progress, OnATerminalOneLineShowsBarRateAndTimeLeft)
     EXPECT_THAT(text, testing::HasSubstr(" frames/s, 0 s left"));
     EXPECT_THAT(text, testing::EndsWith("\n"));
     EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 1);
+}
+
+TEST(Progress, ALineOfOtherStepsNamesThem)
+{
+    std::FILE * const file = std::tmpfile();
+    {
+        ProgressLine const without_steps(file, "slice", 2);
+        EXPECT_EQ(std::ftell(file), 0);
+        ProgressLine line(file, "slice", 1);
+        line.Advance("FOV 3");
+    }
+    std::string const text = ContentOf(file);
+    EXPECT_THAT(text, testing::HasSubstr("] FOV 3, slice 1 of 1, "));
+    EXPECT_THAT(text, testing::HasSubstr(" slices/s, 0 s left"));
 }
 
 TEST(Progress, DurationsReadAsPeopleSayThem)

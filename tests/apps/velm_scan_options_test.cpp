@@ -67,6 +67,11 @@ TEST(ScanOptions, WrongUsageIsToldByName)
               "--seed takes a number from 0 to 4294967295, not \"4294967296\"");
     EXPECT_EQ(UsageErrorOf({"overview", "--depository", "dep"}), "--out is missing");
     EXPECT_EQ(UsageErrorOf({"overview", "--slices", "3"}), "unknown argument \"--slices\"");
+    EXPECT_EQ(UsageErrorOf({"export", "--depository", "dep", "--out", "o.tif"}), "--fov is missing");
+    EXPECT_EQ(UsageErrorOf({"export", "--depository", "dep", "--fov", "1"}), "--out is missing");
+    EXPECT_EQ(UsageErrorOf({"export", "--fov", "0"}), "--fov takes a number from 1 to 9999, not \"0\"");
+    EXPECT_EQ(UsageErrorOf({"export", "--grid", "1x1"}), "unknown argument \"--grid\"");
+    EXPECT_EQ(UsageErrorOf({"--depository", "dep", "--out", "o.tif"}), "unknown argument \"--out\"");
 }
 
 TEST(ScanOptions, HelpAndVersionNeedNothingElse)
@@ -79,8 +84,9 @@ TEST(ScanOptions, HelpAndVersionNeedNothingElse)
 TEST(ScanOptions, TheHelpNamesEveryOptionAndExitStatus)
 {
     std::string const help = HelpText();
-    for (char const * const word : {"--ini", "--depository", "--grid", "--slices", "--step", "--channels",
-                                    "--seed", "--help", "--version", "overview", "130"}) {
+    for (char const * const word :
+         {"--ini", "--depository", "--grid", "--slices", "--step", "--channels", "--seed", "--help",
+          "--version", "--fov", "--out", "overview", "export", "130"}) {
         EXPECT_THAT(help, testing::HasSubstr(word));
     }
 }
@@ -90,6 +96,17 @@ TEST(ScanOptions, TheOverviewTakesItsDepositoryAndFile)
     Options const options = Parse({"overview", "--depository", "dep", "--out", "o.png"});
     EXPECT_EQ(options.command, Command::Overview);
     EXPECT_EQ(options.out, "o.png");
+}
+
+TEST(ScanOptions, TheExportTakesItsDepositoryFovChannelsAndFile)
+{
+    Options const options =
+        Parse({"export", "--depository=dep", "--fov", "12", "--channels=2,1", "--out", "o.ome.tif"});
+    EXPECT_EQ(options.command, Command::Export);
+    EXPECT_EQ(options.depository, "dep");
+    EXPECT_EQ(options.fov, 12);
+    EXPECT_EQ(options.channels, (std::vector<long>{2, 1}));
+    EXPECT_EQ(options.out, "o.ome.tif");
 }
 
 } // namespace velm::scan
