@@ -5,6 +5,7 @@
 #include "velm_log_macros.h"
 
 #include <algorithm>
+#include <type_traits>
 #include <vector>
 #include <wx/debug.h>
 #include <wx/dynarray.h>
@@ -13,9 +14,9 @@ namespace velm {
 
 // A vector of items sorted by id, with a running maximum from which new ids are drawn.
 //
-// T is copyable; its first field is its id, a long named _id, which the list reads directly (T makes the list
-// a friend). Ids in the list are at least 1 and strictly ascending. Not locked: a list belongs to its owner's
-// thread.
+// T is copyable, without virtual operations, and its first field is its id, a long, which the list reads
+// directly. Where the field is named _id and private, T makes the list a friend. Ids in the list are at least
+// 1 and strictly ascending. Not locked: a list belongs to its owner's thread.
 template <typename T>
 class VELM_API VELM_List {
   public:
@@ -27,9 +28,9 @@ class VELM_API VELM_List {
     // Gives an item whose id is -1 the highest id seen plus 1, in the caller's item too, then inserts it.
     virtual bool Add(T & item)
     {
-        if (item._id == -1) {
+        if (IdOf(item) == -1) {
             // Wraps behind the last id that a long can hold, which Insert then refuses.
-            item._id = static_cast<long>(static_cast<unsigned long>(_max_id) + 1);
+            IdOf(item) = static_cast<long>(static_cast<unsigned long>(_max_id) + 1);
         }
         return Insert(item);
     }
@@ -39,7 +40,7 @@ class VELM_API VELM_List {
     // highest ever seen is not inserted although the result is true; look for the item to know.
     virtual bool Insert(T const & item)
     {
-        long const id = item._id;
+        long const id = IdOf(item);
         if (id < 1) {
             VELM_LOG_ERROR("%s: Adding item with invalid id=%ld", VELM_FUNCTION, id);
             return false;
@@ -53,7 +54,7 @@ class VELM_API VELM_List {
         if (place == _items.end()) {
             return true;
         }
-        if (place->_id == id) {
+        if (IdOf(*place) == id) {
             VELM_LOG_ERROR("%s: Item with id=%ld is already in the list", VELM_FUNCTION, id);
             return false;
         }
@@ -111,7 +112,7 @@ class VELM_API VELM_List {
     long GetIndex(long id) const
     {
         auto const place = const_cast<VELM_List *>(this)->LowerBound(id);
-        return place != _items.end() && place->_id == id ? static_cast<long>(place - _items.begin()) : -1;
+        return place != _items.end() && IdOf(*place) == id ? static_cast<long>(place - _items.begin()) : -1;
     }
 
     bool Contains(long id) const { return GetIndex(id) >= 0; }
@@ -122,7 +123,7 @@ class VELM_API VELM_List {
         ids.clear();
         ids.reserve(_items.size());
         for (T const & item : _items) {
-            ids.push_back(item._id);
+            ids.push_back(IdOf(item));
         }
     }
 
@@ -130,7 +131,7 @@ class VELM_API VELM_List {
     void Intersection(VELM_List<T> const & other)
     {
         for (unsigned int i = 0; i < GetCount();) {
-            long const id = _items[i]._id;
+            long const id = IdOf(_items[i]);
             if (other.Contains(id) || !Remove(id)) {
                 ++i;
             }
@@ -141,7 +142,7 @@ class VELM_API VELM_List {
     void Union(VELM_List<T> & other)
     {
         for (T & item : other._items) {
-            if (!Contains(item._id)) {
+            if (!Contains(IdOf(item))) {
                 Add(item);
             }
         }
@@ -152,11 +153,27 @@ class VELM_API VELM_List {
     long _max_id = 0;      // highest id seen; doesn't fall when items go
 
   private:
+    // An item's id, by the name that the library's own records give it, else as the first field by its place.
+    template <typename Item>
+    static auto NamedId(Item & item, int) -> decltype((item._id))
+    {
+        return item._id;
+    }
+    template <typename Item>
+    static auto & NamedId(Item & item, long)
+    {
+        static_assert(!std::is_polymorphic_v<Item>, "the first field is the id");
+        using Id = std::conditional_t<std::is_const_v<Item>, long const, long>;
+        return *reinterpret_cast<Id *>(&item);
+    }
+    static long & IdOf(T & item) { return NamedId(item, 0); }
+    static long const & IdOf(T const & item) { return NamedId(item, 0); }
+
     // The first item with at least this id.
     typename std::vector<T>::iterator LowerBound(long id)
     {
         return std::lower_bound(_items.begin(), _items.end(), id,
-                                [](T const & item, long wanted) { return item._id < wanted; });
+                                [](T const & item, long wanted) { return IdOf(item) < wanted; });
     }
 };
 

@@ -215,4 +215,63 @@ TEST(VelmList, GetIdListReplacesTheArray)
     EXPECT_EQ(std::vector<long>(ids.begin(), ids.end()), (std::vector<long>{3, 4}));
 }
 
+// Counts the calls that reach the virtual operations.
+class CountingList : public Things {
+  public:
+    bool Add(VELM_Thing & item) override
+    {
+        ++added;
+        return Things::Add(item);
+    }
+    bool Insert(VELM_Thing const & item) override
+    {
+        ++inserted;
+        return Things::Insert(item);
+    }
+    bool Remove(long id) override
+    {
+        ++removed;
+        return Things::Remove(id);
+    }
+
+    int added = 0;
+    int inserted = 0;
+    int removed = 0;
+};
+
+TEST(VelmList, AddUnionAndIntersectionWorkThroughTheDerivedListsOperations)
+{
+    CountingList list;
+    VELM_Thing first;
+    static_cast<Things &>(list).Add(first);
+    EXPECT_EQ(list.inserted, 1);
+    Things other = ListOf({1, 2, 3});
+    list.Union(other);
+    EXPECT_EQ(list.added, 3) << "one by hand, two that were missing";
+    EXPECT_EQ(list.inserted, 3);
+    list.Intersection(ListOf({2}));
+    EXPECT_EQ(list.removed, 2);
+    EXPECT_EQ(Ids(list), (std::vector<long>{2}));
+}
+
+// An item of an application's own: its id is the first field, whatever its name.
+struct NamedSpot {
+    long number;
+    wxString name;
+};
+
+TEST(VelmList, AnItemOfAnyNameHasItsIdInTheFirstField)
+{
+    VELM_List<NamedSpot> list;
+    NamedSpot spot{-1, "a"};
+    EXPECT_TRUE(list.Add(spot));
+    EXPECT_EQ(spot.number, 1);
+    EXPECT_TRUE(list.Insert({7, "b"}));
+    EXPECT_TRUE(list.Insert({3, "c"}));
+    VELM_List<NamedSpot> const & sorted = list;
+    EXPECT_EQ(sorted.GetById(7).name, "b");
+    EXPECT_EQ(sorted[1].name, "c");
+    EXPECT_EQ(sorted.GetIndex(3), 1);
+}
+
 } // namespace velm::test
