@@ -18,7 +18,9 @@ class VELM_API VELM_Profile {
     {
     }
 
-    void Set(wxString const & name, wxString const & db_dir, wxString const & hw_file);
+    // Replaces all three texts, as the constructor sets them.
+    void Set(wxString const & name = wxEmptyString, wxString const & db_dir = wxEmptyString,
+             wxString const & hw_file = wxEmptyString);
 
     wxString const & GetName() const { return _name; }
     wxString const & GetDB_Dir() const { return _db_dir; }

@@ -36,6 +36,10 @@ TEST(VelmProfile, SetReplacesAllThreeTexts)
     EXPECT_EQ(profile.GetName(), "name");
     EXPECT_EQ(profile.GetDB_Dir(), "db");
     EXPECT_EQ(profile.GetHW_File(), "hw");
+    profile.Set("other");
+    EXPECT_EQ(profile.GetName(), "other");
+    EXPECT_EQ(profile.GetDB_Dir(), "");
+    EXPECT_EQ(profile.GetHW_File(), "");
 }
 
 TEST_F(VelmProfileList, AnEntryNamesAMicroscopeItsOpticsAndItsHardware)
