@@ -29,7 +29,13 @@ struct Moment {
     void Read(config::RecordReader & reader, char const * seconds_key, char const * ms_key)
     {
         constexpr long limit = std::numeric_limits<long>::max() / MS_PER_SECOND - 1;
-        reader.Compulsory(seconds_key, seconds, [](long s) { return -limit <= s && s <= limit; });
+        constexpr long not_read = limit + 1;
+        long whole = not_read;
+        reader.Compulsory(seconds_key, whole, [](long s) { return -limit <= s && s <= limit; });
+        if (whole != not_read) {
+            seconds = whole;
+            ms = 0; // those of another time mean nothing behind these seconds
+        }
         reader.Compulsory(ms_key, ms, [](unsigned short m) { return m < MS_PER_SECOND; });
     }
 

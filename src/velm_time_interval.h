@@ -24,7 +24,8 @@ class VELM_API VELM_TimeInterval {
     wxDateTime GetEndTime() const { return _end; }
 
     // Four entries at the current path. Both go on after a bad entry, which gives one error line and the
-    // result false; a missing entry leaves what it describes as it was.
+    // result false. Missing seconds leave those of before, missing milliseconds are 0 behind seconds that
+    // were read.
     bool Save(wxFileConfig & config) const;
     bool Load(wxFileConfig & config);
 

@@ -52,8 +52,8 @@ TEST(VelmTimeInterval, EachMissingEntryIsNamedAndTheOthersAreRead)
     EXPECT_EQ(log.Lines(),
               (std::vector<LogLine>{Error("loading FOV : Compulsory entry START_TIME_MS not defined."),
                                     Error("loading FOV : Compulsory entry END_TIME not defined.")}));
-    EXPECT_EQ(interval.GetStartTime(), At(10234));
-    EXPECT_EQ(interval.GetEndTime(), At(5021));
+    EXPECT_EQ(interval.GetStartTime(), At(10000)) << "new seconds don't keep the old milliseconds";
+    EXPECT_EQ(interval.GetEndTime(), At(5021)) << "old seconds keep what is missing";
 }
 
 TEST(VelmTimeInterval, ATimeThatNoClockCanShowCountsAsMissing)
