@@ -230,7 +230,7 @@ bool VELM_FOV::Load(wxFileConfig & config, VELM_Database * db, VELM_Depository c
         corr.Load(config);
         return true;
     });
-    _time.assign(_channels.GetCount(), VELM_TimeInterval());
+    _time.resize(_channels.GetCount()); // a missing time keeps the value that it had
     file.ForEachChannelIn("Times", _channels, _time, [&](auto & time) { return time.Load(config); });
     return file.IsOk();
 }

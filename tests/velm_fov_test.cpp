@@ -195,6 +195,23 @@ TEST_F(VelmFov, AFileWithoutTimesFailsWithTheRestLoaded)
     EXPECT_EQ(loaded.GetChannel(0).GetName(), "DAPI");
 }
 
+TEST_F(VelmFov, AMissingTimeKeepsTheValueThatItHadInAUsedRecord)
+{
+    VELM_FOV fov;
+    fov.AddChannel(TestChannel(2, "DAPI"));
+    fov.SetTimeInterval(0, VELM_TimeInterval(At(1000123), At(2000456)));
+    std::string text = Saved(fov);
+    text.resize(text.find("END_TIME="));
+    fov.SetTimeInterval(0, VELM_TimeInterval(At(3000789), At(4000012)));
+    LogRecorder log;
+    EXPECT_FALSE(Load(text, fov));
+    EXPECT_EQ(log.Lines(),
+              (std::vector<LogLine>{Error("loading FOV : Compulsory entry END_TIME not defined."),
+                                    Error("loading FOV : Compulsory entry END_TIME_MS not defined.")}));
+    EXPECT_EQ(fov.GetTimeInterval(0).GetStartTime(), At(1000123));
+    EXPECT_EQ(fov.GetTimeInterval(0).GetEndTime(), At(4000012));
+}
+
 TEST_F(VelmFov, AFileWithoutCorrectionsTakesTheirDefaultsAlsoInAUsedRecord)
 {
     VELM_FOV fov;
