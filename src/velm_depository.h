@@ -202,12 +202,6 @@ class VELM_API VELM_Depository : public VELM_Class {
     // inside.
     bool CreateEmpty();
 
-    // Every read of an image goes through one of these, so that all fail in the same way. An image without a
-    // resolution counts as a failure.
-    bool LoadImage(wxString const & name, vexa::Image3d<unsigned short> & image, vexa::Box * box) const;
-    bool LoadImage(wxString const & name, vexa::LabeledImage3d<unsigned short, bool> & image,
-                   vexa::Box * box) const;
-
   private:
     // What tells FOVs and VOIs apart; the operations of both are one piece of code over this.
     struct Kind;
@@ -252,6 +246,12 @@ class VELM_API VELM_Depository : public VELM_Class {
     wxString AFImageFileName(Kind const & kind, long id, long channel_id) const;
     wxString OldAFImageFileName(Kind const & kind, long id, long channel_id) const;
     wxString HistFileName(Kind const & kind, long id, long channel_id) const;
+
+    // Every read of an image goes through one of these, so that all fail in the same way. An image without a
+    // resolution counts as a failure.
+    bool LoadImage(wxString const & name, vexa::Image3d<unsigned short> & image, vexa::Box * box) const;
+    bool LoadImage(wxString const & name, vexa::LabeledImage3d<unsigned short, bool> & image,
+                   vexa::Box * box) const;
 
     // Writes the image, compressed if the preferences say so.
     static bool SaveImage(wxString const & name, vexa::Image3d<unsigned short> const & image);

@@ -17,16 +17,19 @@ VELM_PRIVATE_MEMBER(VoiDescFileName,
 VELM_PRIVATE_MEMBER(SegResFileName,
                     void (VELM_Depository::*)(long, long, wxString &, wxString &, wxString &) const,
                     &VELM_Depository::VOI_GetSegResFileName)
+VELM_PRIVATE_MEMBER(LoadLabels,
+                    bool (VELM_Depository::*)(wxString const &, vexa::LabeledImage3d<unsigned short, bool> &,
+                                              vexa::Box *) const,
+                    &VELM_Depository::LoadImage)
 VELM_PRIVATE_MEMBER(HistFileName, wxString (VELM_Depository::*)(long, long) const,
                     &VELM_Depository::VOI_GetHistFileName)
 
 namespace {
 
-// Gives its protected operations away.
+// Gives its protected operation away.
 class OpenedUp : public VELM_Depository {
   public:
     using VELM_Depository::CreateEmpty;
-    using VELM_Depository::LoadImage;
     using VELM_Depository::VELM_Depository;
 };
 
@@ -162,8 +165,22 @@ TEST_F(DepositoryTest, ADirectoryThatCannotBeWrittenOpensReadOnlyWithAWarning)
 
 TEST_F(DepositoryTest, TheWriteTestLeavesNothingBehind)
 {
+    wxString const before = wxGetCwd();
     _temp->Open();
     EXPECT_FALSE(wxFileExists(_temp / "read-only-test.txt"));
+    EXPECT_EQ(wxGetCwd(), before);
+}
+
+TEST_F(DepositoryTest, TheWriteTestThatFailsChangesBackToo)
+{
+    _temp->Open();
+    wxMkdir(_temp / "read-only-test.txt"); // nothing can be written under the name of a directory
+    wxString const before = wxGetCwd();
+    LogRecorder log;
+    EXPECT_TRUE(_temp->Open());
+    EXPECT_TRUE(_temp->IsReadOnly());
+    EXPECT_EQ(wxGetCwd(), before);
+    EXPECT_EQ(log.Lines(), (std::vector<LogLine>{Warning("Opening depository in read-only mode.")}));
 }
 
 TEST_F(DepositoryTest, AConstructedDepositoryIsClosedAndReadOnly)
@@ -411,12 +428,14 @@ TEST_F(DepositoryTest, SaveTriesAllListsAndTellsTheFailuresInOneMessage)
     depository.GetChannelListRef().Add(channel);
     VELM_Group group;
     depository.GetGroupListRef().Add(group);
+    depository.GetDeconvJobTableRef().Add(5, 1, "DNA");
     LogRecorder log;
     EXPECT_FALSE(depository.Save());
     EXPECT_EQ(log.Lines(),
               (std::vector<LogLine>{Error("Can't open file '" + nowhere.ToStdString() + "/coordinates.txt'."),
                                     Error("Channels not saved.\nCoordinates not saved.\nGroups not saved.\n"
-                                          "Object parameters not saved.\n")}));
+                                          "Object parameters not saved.\n"
+                                          "Deconvolution job table not saved.\n")}));
 }
 
 TEST_F(DepositoryTest, ADatabaseIsNeededForChannels)
@@ -464,10 +483,9 @@ TEST_F(DepositoryTest, EveryListComesBackFromDisk)
 
 TEST_F(DepositoryTest, TheLabelledReadFailsAsTheOtherDoes)
 {
-    OpenedUp depository(_temp.GetDir(), &_temp.GetDatabase());
     vexa::LabeledImage3d<unsigned short, bool> labels(nullptr, nullptr);
     LogRecorder log;
-    EXPECT_FALSE(depository.LoadImage(_temp / "none", labels, nullptr));
+    EXPECT_FALSE(((*_temp).*Get(LoadLabels()))(_temp / "none", labels, nullptr));
     ASSERT_EQ(log.Lines().size(), 1u);
     EXPECT_EQ(log.Lines()[0].level, 'E');
     EXPECT_THAT(log.Lines()[0].text, testing::StartsWith("IO error: "));
