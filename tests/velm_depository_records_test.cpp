@@ -1,4 +1,4 @@
-#include "drivers/base/camera_setting.h"
+#include "drivers/base/general_camera_setting.h"
 #include "support/log_recorder.h"
 #include "support/temp_depository.h"
 #include "velm_calib_img.h"
@@ -10,6 +10,15 @@
 #include <wx/filefn.h>
 
 namespace velm::test {
+
+// A setting that can't be saved.
+class RefusingSetting : public VELM_GeneralCameraSetting {
+  public:
+    RefusingSetting() : VELM_GeneralCameraSetting("None", 1, 1, -1, -1, -1, -1, 10, 12, 12, 8, 6) {}
+
+    bool SaveCameraSetting(wxFileConfig & /*config*/) const override { return false; }
+    VELM_CameraSetting * Clone() const override { return new RefusingSetting(*this); }
+};
 
 class DepositoryRecordsTest : public testing::Test {
   protected:
@@ -83,6 +92,7 @@ TEST_F(DepositoryRecordsTest, ADamagedRecordFailsWithTheIdAsItIsPrinted)
     VELM_FOV loaded;
     EXPECT_FALSE(_temp->FOV_Load(1, loaded));
     EXPECT_EQ(log.Texts('E').back(), "VELM_Depository::FOV_Load: Loading FOV 0001 failed");
+    EXPECT_EQ(loaded.GetId(), 1);
     EXPECT_EQ(loaded.GetNumSlices(), 9) << "the record stays as far as it was filled";
 }
 
@@ -98,6 +108,26 @@ TEST_F(DepositoryRecordsTest, SavingARecordAgainReplacesItsFile)
     VELM_FOV loaded;
     EXPECT_TRUE(_temp->FOV_Load(1, loaded));
     EXPECT_EQ(loaded.GetNumSlices(), 4);
+}
+
+TEST_F(DepositoryRecordsTest, ARecordThatIsOnlyPartlySavedKeepsItsIdAndItsFileButIsNotRegistered)
+{
+    VELM_FOV fov;
+    fov.SetNumSlices(3);
+    VELM_Channel channel = TestChannel(1);
+    RefusingSetting const setting;
+    channel.SetCameraSetting(&setting);
+    fov.AddChannel(channel);
+    LogRecorder log;
+    EXPECT_FALSE(_temp->FOV_Save(fov));
+    EXPECT_EQ(log.Lines(),
+              (std::vector<LogLine>{Error("velm::VELM_ChannelList::Save: Channel id=1 not saved."),
+                                    Error("saving FOV failed")}));
+    EXPECT_EQ(fov.GetId(), 1);
+    EXPECT_EQ(_temp->FOV_GetCount(), 0u);
+    std::string const file = _temp.Read("rawdata/0001/fov.txt");
+    EXPECT_THAT(file, testing::HasSubstr("NUM_SLICES=3\n"));
+    EXPECT_THAT(file, testing::HasSubstr("END_TIME_MS="));
 }
 
 TEST_F(DepositoryRecordsTest, ARecordThatDidNotReachTheDiskIsNotRegistered)
@@ -117,21 +147,15 @@ TEST_F(DepositoryRecordsTest, ARecordThatDidNotReachTheDiskIsNotRegistered)
     EXPECT_EQ(_temp->FOV_GetCount(), 0u);
 }
 
-TEST_F(DepositoryRecordsTest, AnOldDepositoryThatCannotBeWrittenIsTriedAllTheSame)
+TEST_F(DepositoryRecordsTest, SavingWithTheReadOnlyFlagSetTriesTheWriteAllTheSame)
 {
-    // The flag is information for applications: in a directory that became writable again the save succeeds.
-    ASSERT_EQ(chmod(_temp.GetDir().utf8_str(), 0555), 0);
+    wxMkdir(_temp / "read-only-test.txt"); // nothing can be written under the name of a directory
     LogRecorder log;
-    {
-        OrdinaryUser const user;
-        if (!user.IsEffective()) {
-            GTEST_SKIP() << "cannot become an ordinary user";
-        }
-        _temp->Open();
-    }
+    _temp->Open();
     EXPECT_TRUE(_temp->IsReadOnly());
     VELM_FOV fov;
     EXPECT_TRUE(_temp->FOV_Save(fov));
+    EXPECT_TRUE(wxFileExists(_temp / "rawdata/0001/fov.txt"));
 }
 
 TEST_F(DepositoryRecordsTest, RemoveCalibFromChannelsChangesTheFileAndNotTheList)
