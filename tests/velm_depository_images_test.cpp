@@ -1,11 +1,14 @@
 #include "support/log_recorder.h"
+#include "support/sanitizers.h"
 #include "support/temp_depository.h"
 #include "velm_depository.h"
 #include "velm_prefs.h"
 #include "velm_thumbnail.h"
 #include "vexaalgo/projection.h"
 
+#include <sys/resource.h>
 #include <sys/stat.h>
+#include <unistd.h>
 #include <wx/filefn.h>
 #include <wx/stream.h>
 
@@ -171,6 +174,34 @@ TEST_P(ImageStoreTest, AnImageWithoutAResolutionIsAnError)
                                           "' has undefined resolution!")}));
 }
 
+TEST_P(ImageStoreTest, AnImageThatDoesNotFitTheMemoryIsAnError)
+{
+    if (allocator_ends_the_program) {
+        GTEST_SKIP() << "the allocator ends the program in place of throwing";
+    }
+    // A hole of 16 GiB in place of the voxels.
+    Save(PatternStack(1, 1, 1));
+    std::string const header = "\t\nics_version\t2.0\nlayout\torder\tbits\tx\ty\tz\n"
+                               "layout\tsizes\t16\t65536\t65536\t2\n"
+                               "representation\tformat\tinteger\nend\n";
+    WriteFile(File("01.ics"), header);
+    auto const whole = static_cast<off_t>(header.size()) + (off_t{1} << 34);
+    if (truncate(File("01.ics").utf8_str(), whole) != 0) {
+        GTEST_SKIP() << "the file system has no room for a hole of that size";
+    }
+    rlimit before{};
+    getrlimit(RLIMIT_AS, &before);
+    rlimit const four_gib{rlim_t{1} << 32, before.rlim_max};
+    LogRecorder log;
+    Stack loaded;
+    setrlimit(RLIMIT_AS, &four_gib);
+    bool const is_loaded = Load(loaded);
+    setrlimit(RLIMIT_AS, &before);
+    EXPECT_FALSE(is_loaded);
+    EXPECT_EQ(log.Lines(),
+              (std::vector<LogLine>{Error("Not enough memory to complete operation (std::bad_alloc)!")}));
+}
+
 TEST_P(ImageStoreTest, TheHistogramOfAConstantImageHasOneBin)
 {
     Stack stack = PatternStack(10, 9, 8);
@@ -297,6 +328,33 @@ TEST_P(ImageStoreTest, OnlyTheTifFilePresentInAReadOnlyDirectoryTheImageLoadsAll
     ASSERT_EQ(log.Texts('E').size(), 1u);
     EXPECT_THAT(log.Texts('E')[0], testing::MatchesRegex("Unable to save recreated AF image \\(.+\\)"));
     EXPECT_TRUE(wxFileExists(File("01_af.tif")));
+}
+
+TEST_P(ImageStoreTest, ATifFileThatCannotBeRemovedIsAWarning)
+{
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "only root can leave a file that another user may read but not remove";
+    }
+    Stack const projection = PatternStack(6, 5, 1);
+    SaveOldAF(projection);
+    ASSERT_EQ(chmod(File("01_af.tif").utf8_str(), 0644), 0);
+    ASSERT_EQ(chmod(File("").utf8_str(), 01777), 0); // all may write, but remove only what is theirs
+    LogRecorder log;
+    Stack loaded;
+    {
+        OrdinaryUser const user;
+        if (!user.IsEffective()) {
+            GTEST_SKIP() << "cannot become an ordinary user";
+        }
+        EXPECT_TRUE(LoadAF(loaded));
+    }
+    EXPECT_TRUE(std::equal(loaded.begin(), loaded.end(), projection.begin()));
+    EXPECT_TRUE(wxFileExists(File("01_af.ics")));
+    EXPECT_EQ(log.Lines(), (std::vector<LogLine>{Message("Please wait - AF image for " + Ids() +
+                                                         " is in old format, trying to re-create it..."),
+                                                 Warning("Old AF image file '" +
+                                                         std::string(File("01_af.tif").utf8_str()) +
+                                                         "' cannot be removed! Try to do it manually.")}));
 }
 
 TEST_P(ImageStoreTest, ADamagedTifFileGivesWayToTheStack)
