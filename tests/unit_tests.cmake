@@ -72,6 +72,7 @@ velm_test(velm_driver_package_test LIBRARIES velm_test_drivers)
 velm_test(velm_hardware_params_test)
 
 # The depository
+velm_gui_test(velm_depository_gui_test)
 velm_test(velm_depository_images_test)
 velm_test(velm_depository_records_test)
 velm_test(velm_depository_test)
