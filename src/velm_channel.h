@@ -86,8 +86,8 @@ class VELM_API VELM_Channel {
               bool & all_known);
 
     // Writes to the current path; false at the first refused entry, with the path inside the camera setting's
-    // group when it is one of that. save_calib: whether the calibration image
-    // is saved too, which may give that image its id.
+    // group when it is one of that. save_calib: whether the calibration image is saved too, which may give
+    // that image its id.
     bool Save(wxFileConfig & config, VELM_Database const * db, VELM_Depository const * depository,
               bool save_calib) const;
 
