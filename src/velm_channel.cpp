@@ -324,7 +324,8 @@ bool VELM_ChannelList::Save(wxFileConfig & config, VELM_Database const * db,
 
 void VELM_ChannelList::CopyUnknownChannels(VELM_ChannelList const & other)
 {
-    for (VELM_Channel const & channel : other._unknown) {
+    auto const channels = other._unknown; // a copy: other may be this list
+    for (VELM_Channel const & channel : channels) {
         _unknown.push_back(channel);
         _max_id = std::max(_max_id, channel.GetId());
     }
