@@ -31,7 +31,8 @@ bool Path::MakeDirectory(wxString const & path)
 bool Path::RemoveDirectory(wxString const & path)
 {
     wxString directory = path;
-    if (!directory.EndsWith(wxFileName::GetPathSeparator())) {
+    // An empty path names no directory: with a separator behind, it would name the root.
+    if (!directory.empty() && !directory.EndsWith(wxFileName::GetPathSeparator())) {
         directory << wxFileName::GetPathSeparator();
     }
     if (!wxDir::Exists(directory)) {

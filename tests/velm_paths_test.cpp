@@ -159,4 +159,26 @@ TEST(Path, ChangeDirectoryThatFailsSaysSoAndStays)
                                                        std::string((temp / "none").utf8_str()) + ".")}));
 }
 
+TEST(Path, RemovingAnEmptyPathRemovesNothing)
+{
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "only root can put another root directory in place of the real one";
+    }
+    TempDirectory const temp;
+    temp.Write("kept", "x");
+    // In a child process whose root is the temporary directory, since a failure would delete the root.
+    auto const remove = [&] {
+        if (chroot(temp.GetPath().utf8_str()) != 0 || chdir("/") != 0) {
+            _exit(2);
+        }
+        LogRecorder log;
+        bool const removed = Path::RemoveDirectory("");
+        std::vector<LogLine> const expected{
+            Error("velm::Path::RemoveDirectory: The directory '' doesn't exist.")};
+        _exit(!removed && log.Lines() == expected ? 0 : 1);
+    };
+    EXPECT_EXIT(remove(), testing::ExitedWithCode(0), "");
+    EXPECT_EQ(temp.Read("kept"), "x");
+}
+
 } // namespace velm::test
