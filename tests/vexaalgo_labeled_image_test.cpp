@@ -163,6 +163,17 @@ TEST_F(LabeledImage, RemovesAComponentAndNothingElse)
     EXPECT_EQ(Read().GetComponents(), image.GetComponents());
 }
 
+TEST_F(LabeledImage, RemovesAComponentThatWasWrittenSinceTheListWasMade)
+{
+    Labels image = Sample();
+    image.SetVoxel(0, 4, 2, 9);
+    image.SetVoxel(5, 3, 0, 9);
+    image.RemoveComponent(9);
+    EXPECT_EQ(Voxels(image), Voxels(Sample()));
+    EXPECT_EQ(image.GetComponents(), sample_components);
+    EXPECT_EQ(image.FindAndSetMaxLabel(), 300U);
+}
+
 TEST_F(LabeledImage, FindsTheHighestLabelOfVoxelsAndOfTheList)
 {
     Labels image;

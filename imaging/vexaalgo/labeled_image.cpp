@@ -295,13 +295,15 @@ unsigned int LabeledImage3d<TLabel, TMask>::FindAndSetMaxLabel()
 template <typename TLabel, typename TMask>
 void LabeledImage3d<TLabel, TMask>::RemoveComponent(TLabel label)
 {
+    if (label == 0) {
+        return;
+    }
     auto const found =
         std::lower_bound(_components.begin(), _components.end(), label,
                          [](Component const & component, TLabel wanted) { return component.label < wanted; });
-    if (found == _components.end() || found->label != label) {
-        return;
-    }
-    Box const & box = found->box;
+    bool const is_listed = found != _components.end() && found->label == label;
+    // A component that was written since the list was made may be anywhere.
+    Box const box = is_listed ? found->box : Box(0, 0, 0, this->size.x, this->size.y, this->size.z);
     auto const inside = [](int begin, unsigned int length, unsigned int limit) {
         auto const clip = [limit](std::int64_t position) {
             return static_cast<unsigned int>(std::clamp<std::int64_t>(position, 0, limit));
@@ -318,7 +320,9 @@ void LabeledImage3d<TLabel, TMask>::RemoveComponent(TLabel label)
             std::replace(row + x_first, row + x_end, label, TLabel(0));
         }
     }
-    _components.erase(found);
+    if (is_listed) {
+        _components.erase(found);
+    }
 }
 
 template class VEXA_API LabeledImage3d<unsigned short, bool>;

@@ -62,7 +62,8 @@ class VEXA_API LabeledImage3d : public Image3d<TLabel> {
     // What FindAndSetMaxLabel, reading or UpdateComponents found last.
     unsigned int GetMaxLabel() const { return _max_label; }
 
-    // Sets the voxels of that component to 0 and strikes it off the list. Nothing when there is none. The
+    // Sets the voxels of that component to 0 and strikes it off the list: the voxels in the box that the list
+    // gives, or in the whole image when the list lacks the label. Nothing when there is none, or for 0. The
     // highest label stays what it was.
     void RemoveComponent(TLabel label);
 
