@@ -134,6 +134,63 @@ TEST_F(LogTest, RecordsReachOnlyActiveTargets)
     EXPECT_EQ(_default, "3[velm::Log::Message]x;");
 }
 
+// What a target was given by each of the three ways of forwarding.
+class RawSink : public wxLog {
+  public:
+    explicit RawSink(std::vector<std::string> & out) : _out(out) {}
+
+  protected:
+    void DoLogRecord(wxLogLevel level, wxString const & text, wxLogRecordInfo const & info) override
+    {
+        _out.push_back("record " + std::to_string(level) + " " + std::string(text.utf8_str()) + " " +
+                       std::string(info.component) + " " + std::to_string(info.line));
+    }
+    void DoLogTextAtLevel(wxLogLevel level, wxString const & text) override
+    {
+        _out.push_back("at level " + std::to_string(level) + " " + std::string(text.utf8_str()));
+    }
+    void DoLogText(wxString const & text) override { _out.push_back("text " + std::string(text.utf8_str())); }
+
+  private:
+    std::vector<std::string> & _out;
+};
+
+TEST_F(LogTest, EveryFormOfALineReachesTheTargetsUnchangedInTheirOrder)
+{
+    std::vector<std::string> lines;
+    Log::Get()->AddNewTarget("A", new RawSink(lines), true);
+    Log::Get()->AddNewTarget("Off", new RawSink(lines), false);
+    Log::Get()->AddNewTarget("B", new RawSink(lines), true);
+    Log::Get()->ActivateTarget("Default", false); // it takes records only
+    wxLogRecordInfo const info("file.cpp", 12, "function", "component");
+    Log::Get()->LogRecord(wxLOG_Info, "a %s", info);
+    Log::Get()->LogTextAtLevel(wxLOG_Warning, "b");
+    Log::Get()->LogText("c");
+    EXPECT_EQ(lines, (std::vector<std::string>{"record 5 a %s component 12", "record 5 a %s component 12",
+                                               "at level 2 b", "at level 2 b", "text c", "text c"}));
+}
+
+TEST_F(LogTest, ARecordNamesItsSourceFileAndTheToolkitsComponent)
+{
+    class Origin : public wxLog {
+      public:
+        std::string file;
+        std::string component;
+
+      protected:
+        void DoLogRecord(wxLogLevel, wxString const &, wxLogRecordInfo const & info) override
+        {
+            file = info.filename;
+            component = info.component;
+        }
+    };
+    auto * const origin = new Origin;
+    Log::Get()->AddNewTarget("Origin", origin, true);
+    Log::Message("x");
+    EXPECT_THAT(origin->file, testing::EndsWith("velm_log.cpp"));
+    EXPECT_EQ(origin->component, wxLOG_COMPONENT);
+}
+
 TEST_F(LogTest, FlushReachesInactiveTargetsToo)
 {
     Log::Get()->AddNewTarget("A", new Sink(_a), false);
