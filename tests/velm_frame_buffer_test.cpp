@@ -2,12 +2,15 @@
 
 #include "support/assert_recorder.h"
 #include "support/log_recorder.h"
+#include "support/private_access.h"
 #include "support/voxels.h"
 #include "velm_log.h"
 
 #include <cmath>
 
 namespace velm::test {
+
+VELM_PRIVATE_MEMBER(Shift, int (VELM_FrameBuffer::*)(unsigned int) const, &VELM_FrameBuffer::GetShift)
 
 using vexa::Image3d;
 using Table = vexa::VELM_LUT<unsigned short, unsigned char>;
@@ -414,6 +417,18 @@ TEST(VelmFrameBuffer, TracesShowing)
     buffer.Map(&picture, Plain(), nullptr, 0.0, VIS_GREY, false);
     EXPECT_EQ(log.Lines(), (std::vector<LogLine>{Message("Map buffer: (2 x 1) -> (6 x 5) from (2, 1)"),
                                                  Message("Map buffer: (2 x 1) -> (6 x 5) from (0, 0)")}));
+}
+
+TEST(VelmFrameBuffer, OneRowWithFlippedColumnsReadThroughGetShiftEndsOneRowBelowItsStart)
+{
+    for (unsigned int const dx : {1U, 2U, 7U}) {
+        VELM_FrameBuffer const buffer(dx, 1, 1, 1, 0, 0, false, true);
+        int position = static_cast<int>(dx) - 1; // the pixel that is read first
+        for (unsigned int i = 0; i < dx; ++i) {
+            position += (buffer.*Get(Shift()))(i);
+        }
+        EXPECT_EQ(position, static_cast<int>(dx) - 1 + static_cast<int>(dx)) << dx;
+    }
 }
 
 } // namespace velm::test
