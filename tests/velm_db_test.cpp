@@ -177,10 +177,16 @@ TEST_F(VelmDatabase, SuitableFiltersAreThereForMarkersOfTheCatalogueOnly)
     EXPECT_EQ(VELM_TRIPPED_BY(db.GetSuitableEmFilterDescs(-1, descs)), condition);
 }
 
-TEST_F(VelmDatabase, AMarkersFileEndsAtAnEmptyLineOrWithAnUnfinishedName)
+TEST_F(VelmDatabase, AnEmptyLineInPlaceOfANameBeginsAMarkerWithoutFilters)
 {
     _directory.Write("markers.ini", "FITC\n0\n1\n\n");
     EXPECT_EQ(LoadError(), "ExFilter definition error (file: " + PathOf("markers.ini") + ", marker: )");
+}
+
+TEST_F(VelmDatabase, AMarkersFileEndsAfterARecordOrWithANameThatNoLineFeedCloses)
+{
+    _directory.Write("markers.ini", "FITC\n0\n1\n");
+    EXPECT_EQ(Load().GetNumMarkers(), 1u);
     _directory.Write("markers.ini", "FITC\n0\n1\nDAPI");
     EXPECT_EQ(Load().GetNumMarkers(), 1u);
     _directory.Write("markers.ini", "");
