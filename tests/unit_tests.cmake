@@ -82,6 +82,8 @@ velm_test(velm_thumbnail_test)
 add_library(old_contract MODULE support/plugins/old_contract.cpp)
 velm_target(old_contract)
 set_target_properties(old_contract PROPERTIES PREFIX "" LIBRARY_OUTPUT_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR}/old-plugins)
+velm_test(apps/confirmed_devices_test LIBRARIES velm_acquisition velm_test_drivers)
+velm_test(apps/durable_files_test LIBRARIES velm_acquisition)
 velm_test(apps/installation_test LIBRARIES velm_acquisition)
 add_dependencies(installation_test old_contract velm_sim)
 target_compile_definitions(installation_test PRIVATE VELM_OLD_DRIVER_DIR="${CMAKE_CURRENT_BINARY_DIR}/old-plugins"

@@ -3,7 +3,6 @@
 #include "acquisition/interruption.h"
 #include "drivers/base/velm_base.h"
 #include "velm_channel.h"
-#include "velm_coords.h"
 #include "velm_db.h"
 #include "velm_frame_buffer.h"
 #include "velm_log_macros.h"
@@ -38,7 +37,7 @@ auto Named(char const * device, Call const & call) -> decltype(call())
     }
 }
 
-// The pixel that marks place i of a buffer as not yet written: a pattern that no camera delivers a whole row
+// The pixel that marks place i of a buffer as not yet written: a pattern that no camera delivers a stretch
 // of.
 unsigned short Unwritten(std::size_t i)
 {
@@ -53,18 +52,19 @@ void MarkUnwritten(VELM_FrameBuffer & buffer)
     }
 }
 
-// Whether every row was written by the camera.
+// Whether the camera wrote every row to its end: no row holds a stretch of the pattern.
 bool IsDelivered(VELM_FrameBuffer const & buffer)
 {
     std::size_t const width = buffer.GetSizeX();
+    std::size_t const stretch = std::min<std::size_t>(width, 8);
     unsigned short const * const pixels = buffer.GetAddr();
     for (std::size_t row = 0; row < buffer.GetSizeY(); ++row) {
-        std::size_t x = 0;
-        while (x < width && pixels[row * width + x] == Unwritten(row * width + x)) {
-            ++x;
-        }
-        if (x == width) {
-            return false;
+        std::size_t unwritten = 0;
+        for (std::size_t i = row * width; i < (row + 1) * width; ++i) {
+            unwritten = pixels[i] == Unwritten(i) ? unwritten + 1 : 0;
+            if (unwritten == stretch) {
+                return false;
+            }
         }
     }
     return true;
@@ -127,14 +127,36 @@ void ConfirmedDevices::Await(char const * device, std::chrono::milliseconds dead
     }
 }
 
-void ConfirmedDevices::Confirm(char const * device, std::chrono::milliseconds deadline,
-                               std::function<void()> const & start, Check const & check)
+void ConfirmedDevices::Confirm(Errand const & errand)
 {
     auto const attempt = [&] {
-        Named(device, start);
-        Await(device, deadline, check);
+        Named(errand.device, errand.start);
+        Await(errand.device, errand.deadline, errand.check);
     };
     RetryOnce(attempt, attempt);
+}
+
+VELM_Coord ConfirmedDevices::ReadPlace()
+{
+    VELM_Coord place;
+    place.SetFullFrame();
+    auto const read = [&] {
+        long x = 0;
+        long y = 0;
+        Named("stage", [&] { _base.Stage_GetCurPos(x, y); });
+        place.SetStagePosition(x, y);
+        Named("Z drive", [&] { place.SetZDrivePosition(_base.ZDrive_GetCurPos()); });
+    };
+    RetryOnce(read, read);
+    return place;
+}
+
+void ConfirmedDevices::SetLightPathToCamera()
+{
+    auto const set = [this] {
+        Named("microscope body", [this] { _base.MicroscopeBody_SetLightPathToCamera(); });
+    };
+    RetryOnce(set, set);
 }
 
 std::string ConfirmedDevices::CheckStage()
@@ -197,31 +219,61 @@ std::string ConfirmedDevices::CheckShutter(bool opened)
     return _base.Shutter_IsOpened() == opened ? "" : opened ? "it is closed" : "it is open";
 }
 
-bool ConfirmedDevices::IsThere(Check const & check)
+ConfirmedDevices::Errand ConfirmedDevices::StageErrand()
+{
+    return {"stage", _deadlines.stage, [this] { _base.Stage_SetPos(_target.stage_x, _target.stage_y); },
+            [this] { return CheckStage(); }};
+}
+
+ConfirmedDevices::Errand ConfirmedDevices::ZDriveErrand()
+{
+    return {"Z drive", _deadlines.zdrive, [this] { _base.ZDrive_SetPos(_target.z); },
+            [this] { return CheckZDrive(); }};
+}
+
+ConfirmedDevices::Errand ConfirmedDevices::ExFilterErrand()
+{
+    return {"excitation filter exchanger", _deadlines.filter,
+            [this] { _base.ExFilter_SetPos(_target.ex_filter); }, [this] { return CheckExFilter(); }};
+}
+
+ConfirmedDevices::Errand ConfirmedDevices::EmFilterErrand()
+{
+    return {"emission filter exchanger", _deadlines.filter,
+            [this] { _base.EmFilter_SetPos(_target.em_filter); }, [this] { return CheckEmFilter(); }};
+}
+
+ConfirmedDevices::Errand ConfirmedDevices::ShutterErrand(bool opened)
+{
+    return {"shutter", _deadlines.shutter,
+            [this, opened] { opened ? _base.Shutter_Open() : _base.Shutter_RequestClose(); },
+            [this, opened] { return CheckShutter(opened); }};
+}
+
+bool ConfirmedDevices::IsThere(Errand const & errand)
 {
     try {
-        return check().empty();
+        return errand.check().empty();
     } catch (VELM_Error const &) {
         return false;
     }
 }
 
-bool ConfirmedDevices::Started(std::function<void()> const & start)
+bool ConfirmedDevices::Started(Errand const & errand)
 {
     try {
-        start();
+        errand.start();
         return true;
     } catch (VELM_Error const &) {
         return false;
     }
 }
 
-void ConfirmedDevices::ConfirmStarted(bool started, char const * device, std::chrono::milliseconds deadline,
-                                      std::function<void()> const & start, Check const & check)
+void ConfirmedDevices::ConfirmStarted(bool started, Errand const & errand)
 {
-    auto const await = [&] { Await(device, deadline, check); };
+    auto const await = [&] { Await(errand.device, errand.deadline, errand.check); };
     auto const ask_again = [&] {
-        Named(device, start);
+        Named(errand.device, errand.start);
         await();
     };
     if (started) {
@@ -236,23 +288,20 @@ void ConfirmedDevices::GoTo(VELM_Coord const & coord, long z)
     coord.GetStagePosition(_target.stage_x, _target.stage_y);
     _target.z = z;
     // The Z drive is started first and confirmed last, so that both travel at the same time.
-    auto const start_z = [this] { _base.ZDrive_SetPos(_target.z); };
-    bool const z_started = Started(start_z);
-    Confirm(
-        "stage", _deadlines.stage, [this] { _base.Stage_SetPos(_target.stage_x, _target.stage_y); },
-        [this] { return CheckStage(); });
-    ConfirmStarted(z_started, "Z drive", _deadlines.zdrive, start_z, [this] { return CheckZDrive(); });
+    Errand const zdrive = ZDriveErrand();
+    bool const z_started = Started(zdrive);
+    Confirm(StageErrand());
+    ConfirmStarted(z_started, zdrive);
 }
 
 void ConfirmedDevices::GoToZ(long z)
 {
-    if (_target.z == z && IsThere([this] { return CheckZDrive(); })) {
+    Errand const zdrive = ZDriveErrand();
+    if (_target.z == z && IsThere(zdrive)) {
         return;
     }
     _target.z = z;
-    Confirm(
-        "Z drive", _deadlines.zdrive, [this] { _base.ZDrive_SetPos(_target.z); },
-        [this] { return CheckZDrive(); });
+    Confirm(zdrive);
 }
 
 void ConfirmedDevices::SetFilters(VELM_Channel const & channel, VELM_Database const & db)
@@ -260,28 +309,22 @@ void ConfirmedDevices::SetFilters(VELM_Channel const & channel, VELM_Database co
     _target.ex_filter = db.GetExFilterPos(channel.GetExId());
     _target.em_filter = db.GetEmFilterPos(channel.GetEmId());
     // Both turn at the same time.
-    auto const start_ex = [this] { _base.ExFilter_SetPos(_target.ex_filter); };
-    auto const start_em = [this] { _base.EmFilter_SetPos(_target.em_filter); };
-    bool const ex_started = Started(start_ex);
-    bool const em_started = Started(start_em);
-    ConfirmStarted(ex_started, "excitation filter exchanger", _deadlines.filter, start_ex,
-                   [this] { return CheckExFilter(); });
-    ConfirmStarted(em_started, "emission filter exchanger", _deadlines.filter, start_em,
-                   [this] { return CheckEmFilter(); });
+    Errand const ex_filter = ExFilterErrand();
+    Errand const em_filter = EmFilterErrand();
+    bool const ex_started = Started(ex_filter);
+    bool const em_started = Started(em_filter);
+    ConfirmStarted(ex_started, ex_filter);
+    ConfirmStarted(em_started, em_filter);
 }
 
 void ConfirmedDevices::OpenShutter()
 {
-    Confirm(
-        "shutter", _deadlines.shutter, [this] { _base.Shutter_Open(); },
-        [this] { return CheckShutter(true); });
+    Confirm(ShutterErrand(true));
 }
 
 void ConfirmedDevices::CloseShutter()
 {
-    Confirm(
-        "shutter", _deadlines.shutter, [this] { _base.Shutter_RequestClose(); },
-        [this] { return CheckShutter(false); });
+    Confirm(ShutterErrand(false));
 }
 
 void ConfirmedDevices::CloseShutterNow()
@@ -306,20 +349,20 @@ void ConfirmedDevices::CloseShutterNow()
 
 void ConfirmedDevices::ConfirmStillThere()
 {
-    Await("stage", _deadlines.stage, [this] { return CheckStage(); });
-    Await("Z drive", _deadlines.zdrive, [this] { return CheckZDrive(); });
-    Await("excitation filter exchanger", _deadlines.filter, [this] { return CheckExFilter(); });
-    Await("emission filter exchanger", _deadlines.filter, [this] { return CheckEmFilter(); });
-    Await("shutter", _deadlines.shutter, [this] { return CheckShutter(true); });
+    for (Errand const & errand :
+         {StageErrand(), ZDriveErrand(), ExFilterErrand(), EmFilterErrand(), ShutterErrand(true)}) {
+        ConfirmStarted(true, errand);
+    }
 }
 
 void ConfirmedDevices::Snap(VELM_FrameBuffer & buffer, std::chrono::microseconds exposure)
 {
-    auto const attempt = [&] {
-        ConfirmStillThere();
-        Expose(buffer, exposure);
-    };
-    RetryOnce(attempt, attempt);
+    ConfirmStillThere();
+    RetryOnce([&] { Expose(buffer, exposure); },
+              [&] {
+                  ConfirmStillThere();
+                  Expose(buffer, exposure);
+              });
 }
 
 void ConfirmedDevices::Expose(VELM_FrameBuffer & buffer, std::chrono::microseconds exposure)

@@ -1,6 +1,8 @@
 #ifndef ACQUISITION_CONFIRMED_DEVICES_H
 #define ACQUISITION_CONFIRMED_DEVICES_H
 
+#include "velm_coords.h"
+
 #include <chrono>
 #include <functional>
 #include <string>
@@ -9,7 +11,6 @@
 namespace velm {
 class VELM_BaseControl;
 class VELM_Channel;
-class VELM_Coord;
 class VELM_Database;
 class VELM_FrameBuffer;
 } // namespace velm
@@ -38,6 +39,11 @@ class ConfirmedDevices {
     // Neither is owned.
     ConfirmedDevices(VELM_BaseControl & base, Deadlines const & deadlines);
 
+    // Where stage and Z drive stand, as a full frame.
+    VELM_Coord ReadPlace();
+
+    void SetLightPathToCamera();
+
     // Stage and Z drive to the place of the coordinate, travelling together; z is the logical position.
     void GoTo(VELM_Coord const & coord, long z);
 
@@ -56,7 +62,7 @@ class ConfirmedDevices {
 
     // Takes one frame with the setting in force. A frame that the camera didn't deliver whole is taken once
     // more. Before each exposure stage, Z drive, filters and shutter are read back and have to be where they
-    // were asked to be.
+    // were asked to be; one that isn't any more is asked once more.
     void Snap(VELM_FrameBuffer & buffer, std::chrono::microseconds exposure);
 
   private:
@@ -71,19 +77,31 @@ class ConfirmedDevices {
     // What is wrong with a device, empty when nothing is.
     using Check = std::function<std::string()>;
 
-    void Confirm(char const * device, std::chrono::milliseconds deadline, std::function<void()> const & start,
-                 Check const & check);
+    // A device on its way to its target: how it is sent there and how it tells that it has arrived.
+    struct Errand {
+        char const * device;
+        std::chrono::milliseconds deadline;
+        std::function<void()> start;
+        Check check;
+    };
+
+    Errand StageErrand();
+    Errand ZDriveErrand();
+    Errand ExFilterErrand();
+    Errand EmFilterErrand();
+    Errand ShutterErrand(bool opened);
+
+    static void Confirm(Errand const & errand);
 
     // For devices that travel side by side: whether the start went through; and the confirmation of one that
     // was started before, which is asked again at once if it wasn't.
-    static bool Started(std::function<void()> const & start);
-    void ConfirmStarted(bool started, char const * device, std::chrono::milliseconds deadline,
-                        std::function<void()> const & start, Check const & check);
+    static bool Started(Errand const & errand);
+    static void ConfirmStarted(bool started, Errand const & errand);
 
     // Whether nothing is wrong; a device that fails to answer counts as wrong.
-    static bool IsThere(Check const & check);
+    static bool IsThere(Errand const & errand);
 
-    void Await(char const * device, std::chrono::milliseconds deadline, Check const & check);
+    static void Await(char const * device, std::chrono::milliseconds deadline, Check const & check);
 
     std::string CheckStage();
     std::string CheckZDrive();

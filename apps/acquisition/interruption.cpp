@@ -20,12 +20,18 @@ Interruption::Interruption()
     requested = 0;
     std::signal(SIGINT, &Request);
     std::signal(SIGTERM, &Request);
+    if (std::signal(SIGHUP, &Request) == SIG_IGN) {
+        std::signal(SIGHUP, SIG_IGN);
+    }
 }
 
 Interruption::~Interruption()
 {
     std::signal(SIGINT, SIG_DFL);
     std::signal(SIGTERM, SIG_DFL);
+    if (std::signal(SIGHUP, SIG_DFL) == SIG_IGN) {
+        std::signal(SIGHUP, SIG_IGN);
+    }
 }
 
 bool Interruption::IsRequested()

@@ -4,6 +4,7 @@
 #include "velm_log_macros.h"
 
 #include <clocale>
+#include <csignal>
 #include <cstdio>
 #include <wx/debug.h>
 
@@ -35,6 +36,10 @@ void LogAssertion(wxString const & file, int line, wxString const & function, wx
 Program::Program()
 {
     std::setlocale(LC_CTYPE, "");
+    // Whoever reads the progress may go, and files may have a limit: neither may end a program that has a
+    // shutter to close.
+    std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
     wxSetAssertHandler(&LogAssertion);
     Log::Initialize();
     wxLog::SetTimestamp("%Y-%m-%d %H:%M:%S");

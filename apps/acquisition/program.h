@@ -7,7 +7,8 @@
 namespace velm::acquisition {
 
 // What every program without windows sets up first: the character set of the locale, the toolkit, the log,
-// and assertions that are logged rather than shown.
+// assertions that are logged rather than shown, and that a write which cannot be done fails rather than ends
+// the program.
 class Program {
   public:
     Program();

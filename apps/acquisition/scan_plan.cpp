@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <memory>
 #include <string>
+#include <unistd.h>
 
 namespace velm::acquisition {
 
@@ -34,30 +35,39 @@ VELM_Channel_VisType ColourOfMarker(unsigned int index)
 // Binned pixels of one frame of the channel at the coordinate.
 std::uint64_t PixelsOfFrame(VELM_Channel const & channel, VELM_Coord const & coord, VELM_BaseControl & base)
 {
-    std::unique_ptr<VELM_CameraSetting> const setting(channel.GetCameraSetting()->Clone());
-    if (!coord.IsFullFrame()) {
-        int x1 = 0;
-        int y1 = 0;
-        int x2 = 0;
-        int y2 = 0;
-        coord.GetCameraRegion(x1, y1, x2, y2);
-        setting->SetRegion(x1, y1, x2, y2);
-    } else {
-        setting->SetRegion(-1, -1, -1, -1);
+    int x1 = 0;
+    int y1 = 0;
+    int x2 = 0;
+    int y2 = 0;
+    coord.GetCameraRegion(x1, y1, x2, y2);
+    if (x1 > x2 || y1 > y2) {
+        throw PlanError("The camera region of coordinate " + std::to_string(coord.GetId()) +
+                        " ends before it begins.");
     }
+    std::unique_ptr<VELM_CameraSetting> const setting(channel.GetCameraSetting()->Clone());
+    setting->SetRegion(x1, y1, x2, y2);
     base.Camera_ValidateRegion(setting.get());
+    if (setting->GetSerSize() < 1 || setting->GetParSize() < 1) {
+        throw PlanError("The binning of channel " + std::to_string(channel.GetId()) +
+                        " leaves nothing of the sensor at coordinate " + std::to_string(coord.GetId()) + ".");
+    }
     return static_cast<std::uint64_t>(setting->GetSerSize()) *
            static_cast<std::uint64_t>(setting->GetParSize());
 }
 
+std::string Megabytes(std::uint64_t bytes)
+{
+    return std::to_string(bytes / 1000000) + " MB";
+}
+
 } // namespace
 
-void MakeGrid(Grid const & grid, VELM_BaseControl & base, VELM_CoordList & coords)
+void MakeGrid(Grid const & grid, VELM_Coord const & centre, VELM_BaseControl & base, VELM_CoordList & coords)
 {
     long centre_x = 0;
     long centre_y = 0;
-    base.Stage_GetCurPos(centre_x, centre_y);
-    long const z = base.ZDrive_GetCurPos();
+    long z = 0;
+    centre.GetPosition(centre_x, centre_y, z);
     double const width = FieldSize(base.Camera_GetCCDSerSize(), base.GetImgPixelSizeX());
     double const height = FieldSize(base.Camera_GetCCDParSize(), base.GetImgPixelSizeY());
     coords.Clear();
@@ -66,7 +76,7 @@ void MakeGrid(Grid const & grid, VELM_BaseControl & base, VELM_CoordList & coord
             double const dx = (column - (grid.columns - 1) / 2.0) * width * base.GetStageOrientationX();
             double const dy = (row - (grid.rows - 1) / 2.0) * height * base.GetStageOrientationY();
             VELM_Coord coord(-1, centre_x + std::lround(dx), centre_y + std::lround(dy), z, -1, -1, -1, -1,
-                             VELM_Coord::CoordType(2));
+                             VELM_Coord::AUTO_GENERATED);
             coords.Add(coord);
         }
     }
@@ -124,20 +134,34 @@ std::vector<long> ChooseChannels(std::vector<long> const & wanted, VELM_BaseCont
     return ids;
 }
 
-std::uint64_t LeastBytes(ScanPlan const & plan, VELM_BaseControl & base, VELM_Depository const & depository,
-                         bool compressed)
+void CheckIds(long fovs, long last_id, long max_id)
+{
+    if (fovs > max_id - last_id) {
+        throw PlanError("This scan takes " + std::to_string(fovs) +
+                        " FOVs, and the depository can number only " + std::to_string(max_id - last_id) +
+                        " more.");
+    }
+}
+
+ScanNeeds NeedsOf(ScanPlan const & plan, VELM_BaseControl & base, VELM_Depository const & depository,
+                  bool compressed)
 {
     VELM_CoordList const & coords = depository.GetCoordListRef();
-    std::uint64_t pixels = 0;
+    auto const slices = static_cast<std::uint64_t>(plan.slices);
+    ScanNeeds needs;
     for (unsigned int i = 0; i < coords.GetCount(); ++i) {
         for (long const id : plan.channel_ids) {
-            // The stack, and its projection of one slice.
-            pixels += PixelsOfFrame(depository.GetChannelListRef().GetById(id), coords[i], base) *
-                      static_cast<std::uint64_t>(plan.slices + 1);
+            std::uint64_t const frame =
+                PixelsOfFrame(depository.GetChannelListRef().GetById(id), coords[i], base) *
+                sizeof(unsigned short);
+            needs.disk_bytes += frame * (slices + 1); // the stack, and its projection of one slice
+            needs.memory_bytes = std::max(needs.memory_bytes, frame * slices);
         }
     }
-    std::uint64_t const bytes = pixels * sizeof(unsigned short);
-    return compressed ? bytes / 5 * 2 : bytes;
+    if (compressed) {
+        needs.disk_bytes = needs.disk_bytes / 5 * 2;
+    }
+    return needs;
 }
 
 void CheckRoom(std::uint64_t needed, wxString const & directory)
@@ -145,9 +169,18 @@ void CheckRoom(std::uint64_t needed, wxString const & directory)
     std::error_code error;
     auto const room = std::filesystem::space(std::filesystem::path(Text(directory)), error);
     if (!error && room.available < needed) {
-        auto const megabytes = [](std::uint64_t bytes) { return std::to_string(bytes / 1000000); };
-        throw PlanError("The disk of " + Text(directory) + " has " + megabytes(room.available) +
-                        " MB left, and the images of this scan need at least " + megabytes(needed) + " MB.");
+        throw PlanError("The disk of " + Text(directory) + " has " + Megabytes(room.available) +
+                        " left, and the images of this scan need at least " + Megabytes(needed) + ".");
+    }
+}
+
+void CheckMemory(std::uint64_t needed)
+{
+    auto const memory = static_cast<std::uint64_t>(sysconf(_SC_PHYS_PAGES)) *
+                        static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE));
+    if (memory < needed) {
+        throw PlanError("This computer has " + Megabytes(memory) +
+                        " of memory, and one stack of this scan needs " + Megabytes(needed) + ".");
     }
 }
 

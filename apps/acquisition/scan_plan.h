@@ -9,7 +9,7 @@ class wxString;
 
 namespace velm {
 class VELM_BaseControl;
-class VELM_Channel;
+class VELM_Coord;
 class VELM_CoordList;
 class VELM_Database;
 class VELM_Depository;
@@ -37,8 +37,8 @@ struct ScanPlan {
 };
 
 // Replaces the coordinates by a grid of full frames that touch, row by row from the top left of the picture,
-// around the microscope's present place.
-void MakeGrid(Grid const & grid, VELM_BaseControl & base, VELM_CoordList & coords);
+// around a place.
+void MakeGrid(Grid const & grid, VELM_Coord const & centre, VELM_BaseControl & base, VELM_CoordList & coords);
 
 // Fills an empty channel list with one channel for each marker of the catalogue that has a suitable pair of
 // filters, with the camera's own default setting.
@@ -50,13 +50,24 @@ void MakeChannels(VELM_BaseControl & base, VELM_Database & db, VELM_Depository &
 std::vector<long> ChooseChannels(std::vector<long> const & wanted, VELM_BaseControl & base,
                                  VELM_Depository const & depository);
 
-// Bytes that the images of the plan will take at the very least: compression is known never to save more than
-// three fifths of a camera's frame.
-std::uint64_t LeastBytes(ScanPlan const & plan, VELM_BaseControl & base, VELM_Depository const & depository,
-                         bool compressed);
+// Throws PlanError when the depository has no numbers left for as many FOVs, the last of which has this id.
+void CheckIds(long fovs, long last_id, long max_id);
 
-// Throws PlanError when the depository's disk has less room than that.
+// What a plan needs.
+struct ScanNeeds {
+    std::uint64_t disk_bytes = 0;   // for all images
+    std::uint64_t memory_bytes = 0; // for the largest stack
+};
+
+// The needs of the plan at the very least: compression is known never to save more than three fifths of a
+// camera's frame. Throws PlanError for a coordinate whose region, or a channel whose binning, leaves nothing
+// of the sensor to read.
+ScanNeeds NeedsOf(ScanPlan const & plan, VELM_BaseControl & base, VELM_Depository const & depository,
+                  bool compressed);
+
+// Throw PlanError when the directory's disk has less room, or the computer less memory, than that.
 void CheckRoom(std::uint64_t needed, wxString const & directory);
+void CheckMemory(std::uint64_t needed);
 
 } // namespace velm::acquisition
 

@@ -1,5 +1,6 @@
 #include "acquisition/scanner.h"
 
+#include "acquisition/durable_files.h"
 #include "acquisition/interruption.h"
 #include "drivers/base/velm_base.h"
 #include "velm_depository.h"
@@ -8,8 +9,10 @@
 #include "velm_paths.h"
 #include "vexaalgo/projection.h"
 
+#include <algorithm>
 #include <memory>
 #include <string>
+#include <system_error>
 #include <wx/filefn.h>
 
 namespace velm::acquisition {
@@ -77,10 +80,31 @@ class ClosedOnFailure {
     int _uncaught = std::uncaught_exceptions();
 };
 
+// What the deadline of a frame reckons with. A setting may hold any number; no exposure takes longer than a
+// day.
+std::chrono::microseconds ExposureOf(VELM_CameraSetting const & setting)
+{
+    constexpr std::chrono::microseconds day = std::chrono::hours(24);
+    return std::chrono::microseconds(
+        std::min(setting.GetExposure(), static_cast<unsigned long>(day.count())));
+}
+
 // The z of slice i of a stack that is centred on the coordinate, lowest slice first.
 long SliceZ(ScanPlan const & plan, VELM_Coord const & coord, long i)
 {
     return coord.GetZDrivePosition() - (plan.slices - 1) * plan.step / 2 + i * plan.step;
+}
+
+// A FOV is reported as saved to somebody who may then trust it with a night's work, so it has to outlive a
+// loss of power too.
+void ForceFovToDisk(VELM_Depository const & depository, long id)
+{
+    try {
+        ForceToDisk(std::string(depository.FOV_GetDir(id).fn_str()));
+    } catch (std::system_error const & error) {
+        throw StoreError("The files of FOV " + std::to_string(id) +
+                         " did not reach the disk: " + error.what() + ".");
+    }
 }
 
 } // namespace
@@ -95,8 +119,10 @@ void Scanner::Run(ScanPlan const & plan)
 {
     ClosedOnFailure const shutter(_devices);
     _devices.CloseShutter();
+    _devices.SetLightPathToCamera();
     VELM_CoordList const & coords = _depository.GetCoordListRef();
     for (unsigned int i = 0; i < coords.GetCount(); ++i) {
+        Interruption::Check();
         TakeFov(plan, coords[i]);
     }
 }
@@ -120,6 +146,7 @@ void Scanner::TakeFov(ScanPlan const & plan, VELM_Coord const & coord)
     UnfinishedFov unfinished(_depository.FOV_GetDir(id));
     _devices.GoTo(coord, SliceZ(plan, coord, 0));
     for (long const channel_id : plan.channel_ids) {
+        Interruption::Check();
         VELM_Channel channel = _depository.GetChannelListRef().GetById(channel_id);
         vexa::Image3d<unsigned short> stack;
         fov.StartChannel(channel);
@@ -128,9 +155,12 @@ void Scanner::TakeFov(ScanPlan const & plan, VELM_Coord const & coord)
         fov.GetChannelById(channel_id).SetCameraSetting(channel.GetCameraSetting());
         StoreChannel(id, channel_id, stack);
     }
+    // The images before the record, which is what makes a FOV of them.
+    ForceFovToDisk(_depository, id);
     if (!_depository.FOV_Save(fov)) {
         throw StoreError("The record of FOV " + std::to_string(id) + " could not be stored.");
     }
+    ForceFovToDisk(_depository, id);
     unfinished.Finished();
     _observer.FovSaved(id);
 }
@@ -152,7 +182,7 @@ void Scanner::TakeStack(ScanPlan const & plan, VELM_Coord const & coord, VELM_Ch
     for (long slice = 0; slice < plan.slices; ++slice) {
         Interruption::Check();
         _devices.GoToZ(SliceZ(plan, coord, slice));
-        _devices.Snap(buffer, std::chrono::microseconds(setting.GetExposure()));
+        _devices.Snap(buffer, ExposureOf(setting));
         if (slice == 0) {
             stack.MakeRoom(buffer.GetSizeX(), buffer.GetSizeY(), static_cast<unsigned int>(plan.slices));
         }

@@ -27,15 +27,15 @@ class ScanObserver {
     // One more frame of the plan is taken.
     virtual void FrameTaken() = 0;
 
-    // The FOV is whole on disk.
+    // The FOV is whole on the physical disk.
     virtual void FovSaved(long id) = 0;
 };
 
 // Takes the stacks of a plan at every coordinate of a depository and stores each place as one FOV.
 //
-// A FOV is known to the depository only once all of it is on disk: stacks, histograms, projections, then its
-// record. On every way out but the end of the process the shutter is closed and the files of an unfinished
-// FOV are removed.
+// A FOV is known to the depository only once all of it is on the physical disk: stacks, histograms,
+// projections, then its record. On every way out but the end of the process the shutter is closed and the
+// files of an unfinished FOV are removed.
 class Scanner {
   public:
     // All are owned by the caller and have to outlive the scanner.

@@ -54,28 +54,34 @@ wxString DirectoryOf(Options const & options)
     return directory.GetPath();
 }
 
-// Coordinates and channels of the run, from the depository, or made and stored in it.
-ScanPlan Prepare(Options const & options, Installation & installation, VELM_Depository & depository)
+// Coordinates and channels of the run, from the depository, or made for it and stored in it once it is clear
+// that the run is possible.
+ScanPlan Prepare(Options const & options, Installation & installation, ConfirmedDevices & devices,
+                 VELM_Depository & depository)
 {
     VELM_BaseControl & base = installation.GetBase();
     if (options.grid) {
-        MakeGrid(*options.grid, base, depository.GetCoordListRef());
-        if (!depository.SaveCoords()) {
-            throw StoreError("The coordinates could not be stored.");
-        }
+        MakeGrid(*options.grid, devices.ReadPlace(), base, depository.GetCoordListRef());
     }
     if (depository.GetCoordListRef().IsEmpty()) {
         throw PlanError("The depository has no coordinates; make some with --grid.");
     }
-    if (depository.GetChannelListRef().IsEmpty()) {
+    bool const makes_channels = depository.GetChannelListRef().IsEmpty();
+    if (makes_channels) {
         MakeChannels(base, installation.GetDatabase(), depository);
-        if (!depository.SaveChannels(nullptr)) {
-            throw StoreError("The channels could not be stored.");
-        }
     }
     ScanPlan plan{ChooseChannels(options.channels, base, depository), options.slices, options.step};
-    CheckRoom(LeastBytes(plan, base, depository, VELM_Preferences::GetInstance()->GetEnableCompression()),
-              depository.GetDir());
+    CheckIds(depository.GetCoordListRef().GetCount(), depository.FOV_GetLastID(), depository.FOV_GetMaxId());
+    ScanNeeds const needs =
+        NeedsOf(plan, base, depository, VELM_Preferences::GetInstance()->GetEnableCompression());
+    CheckRoom(needs.disk_bytes, depository.GetDir());
+    CheckMemory(needs.memory_bytes);
+    if (options.grid && !depository.SaveCoords()) {
+        throw StoreError("The coordinates could not be stored.");
+    }
+    if (makes_channels && !depository.SaveChannels(nullptr)) {
+        throw StoreError("The channels could not be stored.");
+    }
     return plan;
 }
 
@@ -97,7 +103,8 @@ void OpenForWriting(VELM_Depository & depository)
     }
     if (!depository.Open()) {
         throw StoreError(std::string("The depository ") +
-                         static_cast<char const *>(depository.GetDir().utf8_str()) + " could not be opened.");
+                         static_cast<char const *>(depository.GetDir().utf8_str()) +
+                         " could not be opened or made; its parent has to exist and to be writable.");
     }
     if (depository.IsReadOnly()) {
         throw StoreError("The depository cannot be written to.");
@@ -117,11 +124,12 @@ void Scan(Options const & options, Program & program)
     installation.StartMicroscope();
     Interruption::Check();
 
-    ScanPlan const plan = Prepare(options, installation, depository);
+    ConfirmedDevices devices(installation.GetBase(), ReadDeadlines(installation.GetHardwareIni()));
+    devices.CloseShutter(); // also where the run goes no further
+    ScanPlan const plan = Prepare(options, installation, devices, depository);
     long const fovs = depository.GetCoordListRef().GetCount();
     Progress progress(stdout, isatty(STDOUT_FILENO) != 0,
                       fovs * plan.slices * static_cast<long>(plan.channel_ids.size()), fovs);
-    ConfirmedDevices devices(installation.GetBase(), ReadDeadlines(installation.GetHardwareIni()));
     Scanner(installation.GetBase(), installation.GetDatabase(), depository, devices, progress).Run(plan);
 }
 
@@ -194,6 +202,11 @@ int Run(Options const & options)
         return status_interrupted;
     } catch (std::exception const & error) {
         Log::Error(detail::EscapePercent(detail::ExceptionText(error)));
+        return status_failed;
+    } catch (...) {
+        // From a driver that breaks its contract; caught so that the guards of the shutter and of an
+        // unfinished FOV do their work.
+        Log::Error("The microscope failed: a driver threw something unknown.");
         return status_failed;
     }
 }

@@ -3,6 +3,7 @@
 #include <charconv>
 #include <functional>
 #include <map>
+#include <wx/string.h>
 
 namespace velm::scan {
 
@@ -48,13 +49,27 @@ std::vector<long> ParseIds(std::string const & text)
     return ids;
 }
 
+// The text as the name of a file or directory, which the program keeps as UTF-8.
+std::string ParsePath(std::string const & option, std::string const & text)
+{
+    if (text.empty()) {
+        throw UsageError(option + " needs a value");
+    }
+    if (wxString::FromUTF8(text).empty()) {
+        throw UsageError(option + " takes a name in UTF-8");
+    }
+    return text;
+}
+
 using Setter = std::function<void(Options &, std::string const &)>;
 
 using Setters = std::map<std::string, Setter>;
 
-Setter const set_ini = [](Options & o, std::string const & value) { o.ini = value; };
-Setter const set_depository = [](Options & o, std::string const & value) { o.depository = value; };
-Setter const set_out = [](Options & o, std::string const & value) { o.out = value; };
+Setter const set_ini = [](Options & o, std::string const & value) { o.ini = ParsePath("--ini", value); };
+Setter const set_depository = [](Options & o, std::string const & value) {
+    o.depository = ParsePath("--depository", value);
+};
+Setter const set_out = [](Options & o, std::string const & value) { o.out = ParsePath("--out", value); };
 Setter const set_channels = [](Options & o, std::string const & value) { o.channels = ParseIds(value); };
 
 // Sets the member to a number from min to max.

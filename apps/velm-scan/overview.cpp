@@ -23,7 +23,6 @@ using Plane = vexa::Image3d<unsigned short>;
 
 constexpr double max_side = 1800.0;        // of the picture, in pixels
 constexpr double darkest_share = 0.2;      // of a channel's pixels, shown black
-constexpr double display_gamma = 0.7;      // lifts the dim parts a little
 constexpr double brightest_share = 0.0005; // of a channel's pixels, shown at full brightness
 
 // One channel of one FOV, scaled down to the picture's resolution.

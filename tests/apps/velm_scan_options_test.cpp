@@ -55,6 +55,9 @@ TEST(ScanOptions, WrongUsageIsToldByName)
 {
     EXPECT_EQ(UsageErrorOf({}), "--depository is missing");
     EXPECT_EQ(UsageErrorOf({"--depository"}), "--depository needs a value");
+    EXPECT_EQ(UsageErrorOf({"--depository", ""}), "--depository needs a value");
+    EXPECT_EQ(UsageErrorOf({"--ini=", "--depository", "dep"}), "--ini needs a value");
+    EXPECT_EQ(UsageErrorOf({"--depository", "\xB5"}), "--depository takes a name in UTF-8");
     EXPECT_EQ(UsageErrorOf({"--frames", "3"}), "unknown argument \"--frames\"");
     EXPECT_EQ(UsageErrorOf({"dep"}), "unknown argument \"dep\"");
     EXPECT_EQ(UsageErrorOf({"--grid", "3"}), "--grid takes columns and rows, such as 3x2, not \"3\"");

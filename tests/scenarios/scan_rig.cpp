@@ -55,13 +55,15 @@ ScanProcess::ScanProcess(std::vector<std::string> const & arguments, long max_fi
     argv.push_back(nullptr);
     _process = fork();
     if (_process == 0) {
+        for (int const number : {SIGHUP, SIGPIPE, SIGXFSZ}) {
+            signal(number, SIG_DFL); // whatever the tests run under
+        }
         dup2(ends[1], STDOUT_FILENO);
         dup2(errors, STDERR_FILENO);
         close(ends[0]);
         close(ends[1]);
         if (max_file_bytes > 0) {
             rlimit const limit{static_cast<rlim_t>(max_file_bytes), static_cast<rlim_t>(max_file_bytes)};
-            signal(SIGXFSZ, SIG_IGN);
             setrlimit(RLIMIT_FSIZE, &limit);
         }
         execv(argv[0], argv.data());
@@ -78,7 +80,9 @@ ScanProcess::~ScanProcess()
         kill(_process, SIGKILL);
         waitpid(_process, nullptr, 0);
     }
-    close(_output);
+    if (_output >= 0) {
+        close(_output);
+    }
 }
 
 void ScanProcess::Signal(int number) const
@@ -103,10 +107,17 @@ bool ScanProcess::WaitForLine(std::string const & text)
     }
 }
 
+void ScanProcess::StopReading()
+{
+    close(_output);
+    _output = -1;
+}
+
 RunResult ScanProcess::Finish()
 {
     char piece[4096];
-    for (ssize_t count = 0; (count = read(_output, piece, sizeof piece)) > 0;) {
+    ssize_t count = 0;
+    while (_output >= 0 && (count = read(_output, piece, sizeof piece)) > 0) {
         _read.append(piece, static_cast<std::size_t>(count));
     }
     int status = 0;

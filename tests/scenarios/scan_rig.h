@@ -33,6 +33,9 @@ class ScanProcess {
     // Reads standard output up to and including a line that contains the text; false when it ends before.
     bool WaitForLine(std::string const & text);
 
+    // Closes this end of its standard output.
+    void StopReading();
+
     // Waits for the end.
     RunResult Finish();
 

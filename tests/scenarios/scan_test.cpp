@@ -32,6 +32,16 @@ class ScanTest : public testing::Test {
         return *_depository;
     }
 
+    // The voxels that a run leaves of channel 1 at its first place.
+    std::vector<unsigned short> FirstStack(std::string const & name, std::vector<std::string> const & plan)
+    {
+        RunResult const run = _rig.Scan(name, plan);
+        EXPECT_EQ(run.status, 0) << run.errors;
+        vexa::Image3d<unsigned short> stack;
+        EXPECT_TRUE(Open(name).FOV_LoadImage(1, 1, stack, nullptr));
+        return {stack.begin(), stack.end()};
+    }
+
     ScanRig _rig;
 
   private:
@@ -124,18 +134,12 @@ TEST_F(ScanTest, EveryVoxelIsWhatTheCameraDelivered)
 
 TEST_F(ScanTest, TheSameSeedGivesTheSameImagesAndAnotherSeedOthers)
 {
-    std::vector<std::string> const plan{"--grid", "1x1", "--slices", "2", "--channels", "1"};
-    auto const image = [&](std::string const & name, char const * seed) {
-        std::vector<std::string> arguments = plan;
-        arguments.insert(arguments.end(), {"--seed", seed});
-        EXPECT_EQ(_rig.Scan(name, arguments).status, 0);
-        vexa::Image3d<unsigned short> stack;
-        EXPECT_TRUE(Open(name).FOV_LoadImage(1, 1, stack, nullptr));
-        return std::vector<unsigned short>(stack.begin(), stack.end());
+    auto const plan = [](char const * seed) {
+        return std::vector<std::string>{"--grid", "1x1", "--slices", "2", "--channels", "1", "--seed", seed};
     };
-    auto const first = image("a", "5");
-    EXPECT_EQ(image("b", "5"), first);
-    EXPECT_NE(image("c", "6"), first);
+    auto const first = FirstStack("a", plan("5"));
+    EXPECT_EQ(FirstStack("b", plan("5")), first);
+    EXPECT_NE(FirstStack("c", plan("6")), first);
 }
 
 TEST_F(ScanTest, ASecondScanGoesOnInTheSameDepository)
@@ -168,6 +172,78 @@ TEST_F(ScanTest, WhatCannotBeDoneIsToldWithStatus1)
     RunResult const result = no_ini.Finish();
     EXPECT_EQ(result.status, 1);
     EXPECT_EQ(result.errors, "Error: The installation's ini file /none/velm.ini does not exist.\n");
+}
+
+TEST_F(ScanTest, ARefusedScanChangesNothing)
+{
+    ASSERT_EQ(_rig.Scan("dep", {"--grid", "2x1", "--slices", "1", "--channels", "1"}).status, 0);
+    std::string const coordinates = ReadFile(_rig.Depository() + "/coordinates.txt");
+    RunResult const too_many = _rig.Scan("dep", {"--grid", "100x100", "--slices", "1", "--channels", "1"});
+    EXPECT_EQ(too_many.status, 1);
+    EXPECT_EQ(too_many.errors,
+              "Error: This scan takes 10000 FOVs, and the depository can number only 9997 more.\n");
+    RunResult const no_channel = _rig.Scan("dep", {"--grid", "1x1", "--slices", "1", "--channels", "77"});
+    EXPECT_EQ(no_channel.status, 1);
+    EXPECT_EQ(ReadFile(_rig.Depository() + "/coordinates.txt"), coordinates);
+    EXPECT_EQ(Open().FOV_GetCount(), 2u);
+}
+
+TEST_F(ScanTest, ACoordinateOrChannelThatLeavesNothingOfTheSensorIsToldBeforeTheFirstFrame)
+{
+    std::vector<std::string> const plan{"--slices", "1", "--channels", "1"};
+    ASSERT_EQ(_rig.Scan("dep", {"--grid", "2x1", "--slices", "1", "--channels", "1"}).status, 0);
+    {
+        VELM_Depository & depository = Open();
+        depository.GetCoordListRef().GetById(2).SetCameraRegion(50, 50, 20, 20);
+        ASSERT_TRUE(depository.SaveCoords());
+    }
+    RunResult const reversed = _rig.Scan("dep", plan);
+    EXPECT_EQ(reversed.status, 1);
+    EXPECT_EQ(reversed.output, "");
+    EXPECT_EQ(reversed.errors, "Error: The camera region of coordinate 2 ends before it begins.\n");
+    {
+        VELM_Depository & depository = Open();
+        depository.GetCoordListRef().GetById(2).SetCameraRegion(20, 20, 50, 50);
+        depository.GetChannelListRef().GetById(1).GetCameraSetting()->SetBinning(500, 1);
+        ASSERT_TRUE(depository.SaveCoords() && depository.SaveChannels(nullptr));
+    }
+    RunResult const coarse = _rig.Scan("dep", plan);
+    EXPECT_EQ(coarse.status, 1);
+    EXPECT_EQ(coarse.output, "");
+    EXPECT_EQ(coarse.errors,
+              "Error: The binning of channel 1 leaves nothing of the sensor at coordinate 1.\n");
+}
+
+TEST_F(ScanTest, TheLightIsSentToTheCamera)
+{
+    std::vector<std::string> const plan{"--grid", "1x1", "--slices", "1", "--channels", "1"};
+    auto const usual = FirstStack("a", plan);
+    _rig.Set("StartsAtEyepiece", "1");
+    EXPECT_EQ(FirstStack("b", plan), usual);
+
+    _rig.Set("Fault1", "Body.SetLightPathToCamera throw from 1");
+    RunResult const run = _rig.Scan("c", plan);
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.errors,
+              "Error: The microscope body failed: Simulated fault in Body.SetLightPathToCamera, call 2\n");
+}
+
+TEST_F(ScanTest, ADeviceThatFailsBeforeTheFirstPlaceIsNamed)
+{
+    _rig.Set("Fault1", "Stage.ReadPos throw from 1");
+    RunResult const run = _rig.Scan("dep", {"--grid", "1x1"});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.errors, "Error: The stage failed: Simulated fault in Stage.ReadPos, call 2\n");
+}
+
+TEST_F(ScanTest, AScanGoesOnWhenNobodyReadsItsProgressAnyMore)
+{
+    ScanProcess process(_rig.Arguments("dep", {"--grid", "6x1", "--slices", "1", "--channels", "1"}));
+    ASSERT_TRUE(process.WaitForLine("FOV 1 saved"));
+    process.StopReading();
+    RunResult const run = process.Finish();
+    EXPECT_EQ(run.status, 0) << run.errors;
+    EXPECT_EQ(Open().FOV_GetCount(), 6u);
 }
 
 TEST_F(ScanTest, AFullDiskEndsTheRunWithAClearErrorAndNoHalfFov)
@@ -204,10 +280,13 @@ TEST_F(ScanTest, HelpAndVersionGoToStandardOutput)
 
 class SignalTest : public ScanTest, public testing::WithParamInterface<int> {};
 
-INSTANTIATE_TEST_SUITE_P(CtrlCAndTermination, SignalTest, testing::Values(SIGINT, SIGTERM));
+INSTANTIATE_TEST_SUITE_P(CtrlCTerminationAndLossOfTheTerminal, SignalTest,
+                         testing::Values(SIGINT, SIGTERM, SIGHUP));
 
-TEST_P(SignalTest, AnInterruptedScanKeepsEveryFinishedFovAndNoOther)
+TEST_P(SignalTest, AnInterruptedScanClosesTheShutterAndKeepsEveryFinishedFovAndNoOther)
 {
+    wxString const state = _rig.Depository("state.txt");
+    _rig.Set("StateFile", std::string(state.utf8_str()));
     _rig.Set("TimeScale", "1");
     ScanProcess process(_rig.Arguments("dep", {"--grid", "20x1", "--slices", "2", "--channels", "1"}));
     ASSERT_TRUE(process.WaitForLine("FOV 1 saved"));
@@ -217,6 +296,7 @@ TEST_P(SignalTest, AnInterruptedScanKeepsEveryFinishedFovAndNoOther)
     EXPECT_LT(std::chrono::steady_clock::now() - asked, std::chrono::seconds(2));
     EXPECT_EQ(run.status, 130);
     EXPECT_EQ(run.errors, "Warning: Interrupted; every FOV finished so far is whole on disk.\n");
+    EXPECT_THAT(ReadFile(state), testing::HasSubstr("Shutter=closed"));
     VELM_Depository & depository = Open();
     std::vector<long> const saved = SavedIds(run.output);
     EXPECT_EQ(depository.FOV_GetCount(), saved.size()) << "no FOV is half-registered";
