@@ -4,7 +4,10 @@
 #include "support/modal_answers.h"
 #include "support/stub_microscope.h"
 
+#include <wx/frame.h>
 #include <wx/msgdlg.h>
+#include <wx/panel.h>
+#include <wx/stattext.h>
 
 namespace velm::test {
 
@@ -53,6 +56,21 @@ class BaseControl : public testing::Test {
 };
 
 } // namespace
+
+TEST_F(BaseControl, AGeneralBodyShowsTheModelOfItsSectionOrTheDefault)
+{
+    auto const model = [this](std::string const & entries) {
+        VELM_BaseControl & control =
+            Build(StubMicroscope::known_scale + "[MicroscopeBody]\nDriver=Stand\n[Stand]\nName=General\n" +
+                  entries);
+        wxFrame frame(nullptr, wxID_ANY, "test");
+        auto * const panel = new wxPanel(&frame);
+        control.MicroscopeBody_CreateControlWindow(panel);
+        return dynamic_cast<wxStaticText &>(*panel->GetChildren().front()).GetLabelText();
+    };
+    EXPECT_EQ(model("Model=Stand 7\n"), "Model:         Stand 7");
+    EXPECT_EQ(model(""), "Model:         General microscope body");
+}
 
 TEST_F(BaseControl, InitStartsTheDevicesInOrder)
 {
