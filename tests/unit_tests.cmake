@@ -121,6 +121,7 @@ add_dependencies(velm_scenario_support velm-scan velm_sim)
 velm_test(scenarios/export_test LIBRARIES velm_scenario_support)
 velm_test(scenarios/fault_test LIBRARIES velm_scenario_support)
 velm_test(scenarios/kill_test LIBRARIES velm_scenario_support)
+velm_test(scenarios/overview_test LIBRARIES velm_scenario_support)
 velm_test(scenarios/scan_test LIBRARIES velm_scenario_support)
 
 # An outside project, against an installation; a sanitized library wants a sanitized program

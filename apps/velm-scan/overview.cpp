@@ -2,6 +2,7 @@
 
 #include "velm_channel.h"
 #include "velm_depository.h"
+#include "velm_log.h"
 #include "vexaalgo/resample.h"
 
 #include <algorithm>
@@ -14,6 +15,7 @@
 #include <stdexcept>
 #include <string>
 #include <vector>
+#include <wx/filefn.h>
 
 namespace velm::scan {
 
@@ -204,7 +206,11 @@ void DrawOverview(VELM_Depository & depository, Orientation const & orientation,
 {
     std::vector<Tile> tiles;
     for (long const id : depository.FOV_GetIdListRef()) {
-        AddTiles(depository, id, orientation, tiles);
+        if (wxFileExists(depository.FOV_GetDir(id) + "fov.txt")) {
+            AddTiles(depository, id, orientation, tiles);
+        } else {
+            Log::Warning(wxString::Format("FOV %ld was never finished and is left out.", id));
+        }
     }
     if (tiles.empty()) {
         throw Failure("The depository has no images to draw.");

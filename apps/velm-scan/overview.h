@@ -16,8 +16,8 @@ struct Orientation {
 };
 
 // Draws the AF images of all FOVs of an open depository into one RGB picture (PNG), each at its place on the
-// slide and each channel in its colour, with a scale bar. Needs no display. Throws std::runtime_error with a
-// text for the program's user.
+// slide and each channel in its colour, with a scale bar. A FOV without a record, which a killed run leaves,
+// is left out with a warning. Needs no display. Throws std::runtime_error with a text for the program's user.
 void DrawOverview(VELM_Depository & depository, Orientation const & orientation, wxString const & file);
 
 } // namespace velm::scan

@@ -1,0 +1,88 @@
+// The picture that velm-scan draws of a depository.
+
+#include "scenarios/scan_rig.h"
+
+#include <filesystem>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <wx/image.h>
+
+namespace velm::test {
+
+namespace {
+
+std::string Text(wxString const & text)
+{
+    return std::string(text.utf8_str());
+}
+
+class OverviewTest : public testing::Test {
+  protected:
+    // Two places side by side, in the one channel that is shown blue.
+    OverviewTest()
+    {
+        RunResult const run = _rig.Scan("dep", {"--grid", "2x1", "--slices", "1", "--channels", "1"});
+        EXPECT_EQ(run.status, 0) << run.errors;
+        wxImage::AddHandler(new wxPNGHandler);
+    }
+    ~OverviewTest() override { wxImage::CleanUpHandlers(); }
+
+    RunResult Draw(std::string const & depository, wxString const & picture) const
+    {
+        std::vector<std::string> arguments = _rig.Arguments(depository, {"--out", Text(picture)});
+        arguments.insert(arguments.begin(), "overview");
+        return ScanProcess(arguments).Finish();
+    }
+
+    ScanRig _rig;
+    wxString _picture = _rig.Depository("overview.png");
+};
+
+} // namespace
+
+TEST_F(OverviewTest, ShowsEachPlaceBesideItsNeighbourInTheChannelsColour)
+{
+    RunResult const run = Draw("dep", _picture);
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.errors, "");
+    wxImage image;
+    ASSERT_TRUE(image.LoadFile(_picture, wxBITMAP_TYPE_PNG));
+    // The sensor has 192 x 128 pixels and is binned by 2.
+    ASSERT_EQ(image.GetWidth(), 2 * 96);
+    ASSERT_EQ(image.GetHeight(), 64);
+    // The scale bar lies in the lower half.
+    for (int const left : {0, 96}) {
+        int brightest = 0;
+        for (int y = 0; y < 32; ++y) {
+            for (int x = left; x < left + 96; ++x) {
+                brightest = std::max(brightest, static_cast<int>(image.GetBlue(x, y)));
+                ASSERT_EQ(image.GetRed(x, y) + image.GetGreen(x, y), 0);
+            }
+        }
+        EXPECT_GT(brightest, 50);
+    }
+    EXPECT_EQ(image.GetRed(image.GetWidth() - 6, image.GetHeight() - 6), 255) << "the bar is white";
+}
+
+TEST_F(OverviewTest, LeavesOutWhatAKilledRunLeft)
+{
+    std::filesystem::create_directory(Text(_rig.Depository() + "/rawdata/0003"));
+    RunResult const run = Draw("dep", _picture);
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.errors, "Warning: FOV 3 was never finished and is left out.\n");
+    EXPECT_TRUE(std::filesystem::exists(Text(_picture)));
+}
+
+TEST_F(OverviewTest, ToldNoDepositoryOrNoPlaceForThePictureItFails)
+{
+    RunResult const nothing = Draw("none", _picture);
+    EXPECT_EQ(nothing.status, 1);
+    EXPECT_EQ(nothing.errors, "Error: " + Text(_rig.Depository("none")) + " is not a depository.\n");
+    EXPECT_FALSE(std::filesystem::exists(Text(_rig.Depository("none"))));
+    RunResult const nowhere = Draw("dep", _rig.Depository("none") + "/o.png");
+    EXPECT_EQ(nowhere.status, 1);
+    EXPECT_THAT(nowhere.errors, testing::StartsWith("Error: The picture " + Text(_rig.Depository("none")) +
+                                                    "/o.png could not be written: "));
+}
+
+} // namespace velm::test
