@@ -55,9 +55,9 @@ std::uint64_t PixelsOfFrame(VELM_Channel const & channel, VELM_Coord const & coo
            static_cast<std::uint64_t>(setting->GetParSize());
 }
 
-std::string Megabytes(std::uint64_t bytes)
+std::string Size(std::uint64_t bytes)
 {
-    return std::to_string(bytes / 1000000) + " MB";
+    return bytes < 10000000 ? std::to_string(bytes / 1000) + " kB" : std::to_string(bytes / 1000000) + " MB";
 }
 
 } // namespace
@@ -169,8 +169,8 @@ void CheckRoom(std::uint64_t needed, wxString const & directory)
     std::error_code error;
     auto const room = std::filesystem::space(std::filesystem::path(Text(directory)), error);
     if (!error && room.available < needed) {
-        throw PlanError("The disk of " + Text(directory) + " has " + Megabytes(room.available) +
-                        " left, and the images of this scan need at least " + Megabytes(needed) + ".");
+        throw PlanError("The disk of " + Text(directory) + " has " + Size(room.available) +
+                        " left, and the images of this scan need at least " + Size(needed) + ".");
     }
 }
 
@@ -179,8 +179,8 @@ void CheckMemory(std::uint64_t needed)
     auto const memory = static_cast<std::uint64_t>(sysconf(_SC_PHYS_PAGES)) *
                         static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE));
     if (memory < needed) {
-        throw PlanError("This computer has " + Megabytes(memory) +
-                        " of memory, and one stack of this scan needs " + Megabytes(needed) + ".");
+        throw PlanError("This computer has " + Size(memory) +
+                        " of memory, and one stack of this scan needs " + Size(needed) + ".");
     }
 }
 

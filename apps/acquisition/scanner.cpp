@@ -7,6 +7,7 @@
 #include "velm_frame_buffer.h"
 #include "velm_log_macros.h"
 #include "velm_paths.h"
+#include "velm_thumbnail.h"
 #include "vexaalgo/projection.h"
 
 #include <algorithm>
@@ -18,6 +19,8 @@
 namespace velm::acquisition {
 
 namespace {
+
+constexpr int thumbnail_size = 128; // of those that go with a stored projection
 
 // Removes the directory of a FOV at the end of the scope, unless the FOV was finished.
 class UnfinishedFov {
@@ -197,15 +200,22 @@ void Scanner::StoreChannel(long fov_id, long channel_id, vexa::Image3d<unsigned 
 {
     vexa::Image3d<unsigned short> projection;
     vexa::Get_AF_XY(stack, projection);
+    auto const failure = [&](char const * what) {
+        return StoreError(std::string("The ") + what + " of channel " + std::to_string(channel_id) +
+                          " of FOV " + std::to_string(fov_id) + " could not be stored.");
+    };
     if (!_depository.FOV_SaveImage(fov_id, channel_id, stack) ||
         !_depository.FOV_SaveAFImage(fov_id, channel_id, projection)) {
-        throw StoreError("The images of channel " + std::to_string(channel_id) + " of FOV " +
-                         std::to_string(fov_id) + " could not be stored.");
+        throw failure("images");
     }
-    wxString const histogram = wxString::Format("%s%02ld.hist", _depository.FOV_GetDir(fov_id), channel_id);
-    if (!wxFileExists(histogram)) {
-        throw StoreError("The histogram of channel " + std::to_string(channel_id) + " of FOV " +
-                         std::to_string(fov_id) + " could not be stored.");
+    // The depository goes on without these two, since they can be made again; a disk that has no room for
+    // them is full all the same.
+    if (!wxFileExists(wxString::Format("%s%02ld.hist", _depository.FOV_GetDir(fov_id), channel_id))) {
+        throw failure("histogram");
+    }
+    if (!wxFileExists(
+            VELM_FOV_Thumbnail(&_depository, fov_id).GetThumbnailFile(channel_id, thumbnail_size))) {
+        throw failure("thumbnail");
     }
 }
 

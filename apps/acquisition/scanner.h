@@ -34,8 +34,8 @@ class ScanObserver {
 // Takes the stacks of a plan at every coordinate of a depository and stores each place as one FOV.
 //
 // A FOV is known to the depository only once all of it is on the physical disk: stacks, histograms,
-// projections, then its record. On every way out but the end of the process the shutter is closed and the
-// files of an unfinished FOV are removed.
+// projections, thumbnails, then its record. On every way out but the end of the process the shutter is closed
+// and the files of an unfinished FOV are removed.
 class Scanner {
   public:
     // All are owned by the caller and have to outlive the scanner.

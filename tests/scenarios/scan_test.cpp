@@ -263,6 +263,23 @@ TEST_F(ScanTest, AFullDiskEndsTheRunWithAClearErrorAndNoHalfFov)
     EXPECT_FALSE(std::filesystem::exists(std::string((_rig.Depository() + "/rawdata/0002").utf8_str())));
 }
 
+TEST_F(ScanTest, AFovWithoutItsThumbnailIsNotWhole)
+{
+    std::vector<std::string> const plan{"--slices", "1", "--channels", "1"};
+    ASSERT_EQ(_rig.Scan("dep", {"--grid", "1x1", "--slices", "1", "--channels", "1"}).status, 0);
+    // With few large pixels the thumbnail, which has its own size, is the largest file.
+    VELM_Depository & depository = Open();
+    depository.GetChannelListRef().GetById(1).GetCameraSetting()->SetBinning(16, 16);
+    ASSERT_TRUE(depository.SaveChannels(nullptr));
+    RunResult const full = ScanProcess(_rig.Arguments("dep", plan), 1700).Finish();
+    EXPECT_EQ(full.status, 1);
+    EXPECT_EQ(full.output, "");
+    EXPECT_THAT(full.errors,
+                testing::EndsWith("Error: The thumbnail of channel 1 of FOV 2 could not be stored.\n"));
+    EXPECT_FALSE(std::filesystem::exists(std::string((_rig.Depository() + "/rawdata/0002").utf8_str())));
+    EXPECT_EQ(_rig.Scan("dep", plan).status, 0) << "without a limit";
+}
+
 TEST_F(ScanTest, WrongUsageHasStatus2)
 {
     RunResult const run = ScanProcess({"--grid"}).Finish();
