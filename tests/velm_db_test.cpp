@@ -276,6 +276,24 @@ TEST_F(VelmDatabase, TheFirstOfTwoEqualDescriptionsIsTaken)
     EXPECT_EQ(db.GetExFilterId("Twin", found), 0);
 }
 
+TEST_F(VelmDatabase, TheThousandFirstFilterSharesItsIdWithTheFirstUnknownOne)
+{
+    std::string content;
+    for (int pos = 0; pos <= 1000; ++pos) {
+        content += wxString::Format("%04d=Filter %d\n", pos, pos).ToStdString();
+    }
+    _directory.Write("ex_filters.ini", content);
+    VELM_Database db = Load();
+    EXPECT_EQ(db.GetNumExFilterDescs(), 1001u);
+    EXPECT_EQ(db.GetExFilterDesc(999), "Filter 999");
+    bool found = true;
+    EXPECT_EQ(db.GetExFilterId("Foreign", found), 1000);
+    EXPECT_FALSE(found);
+    EXPECT_EQ(db.GetExFilterId("Filter 1000", found), 1000);
+    EXPECT_TRUE(found);
+    EXPECT_EQ(db.GetExFilterDesc(1000), "Foreign");
+}
+
 TEST_F(VelmDatabase, AReloadKeepsUnknownMarkersAndForgetsUnknownFilters)
 {
     VELM_Database db = Load();

@@ -1,8 +1,11 @@
 #include "velm_filter_substitution.h"
 
 #include "support/modal_answers.h"
+#include "support/private_access.h"
+#include "support/temp_directory.h"
 
 #include <wx/choicdlg.h>
+#include <wx/listbox.h>
 
 namespace velm::test {
 
@@ -59,6 +62,46 @@ TEST_F(VelmFilterSubstitution, TheReminderForAnExcitationFilterNamesItsKind)
 TEST_F(VelmFilterSubstitution, AnEmptyCatalogueThrowsInsteadOfAskingForEver)
 {
     EXPECT_THROW(detail::ChooseFilterSubstitute({}, detail::EX_FILTER_WORDS, "BP 700"), VELM_DBError);
+}
+
+VELM_PRIVATE_MEMBER(SubstituteEx, long (VELM_Database::*)(wxString const &),
+                    &VELM_Database::SubstituteUnknownExFilter)
+VELM_PRIVATE_MEMBER(SubstituteEm, long (VELM_Database::*)(wxString const &),
+                    &VELM_Database::SubstituteUnknownEmFilter)
+
+TEST_F(VelmFilterSubstitution, TheDatabaseOffersTheMountedFiltersOfTheKindInTheOrderOfTheirIds)
+{
+    TempDirectory const directory;
+    directory.Write("ex_filters.ini", "1=BP 480\n2=BP 546\n");
+    directory.Write("em_filters.ini", "3=LP 590\n4=LP 515\n");
+    directory.Write("markers.ini", "");
+    directory.Write("objectives.ini", "1=Plan 10x,10\n");
+    VELM_Database db(directory.GetPath());
+    bool found = false;
+    db.GetExFilterId("Foreign", found);
+
+    std::vector<std::string> offered;
+    auto const take_second = [&](wxDialog & dialog) {
+        auto & choice = dynamic_cast<wxSingleChoiceDialog &>(dialog);
+        for (wxWindow const * const child : choice.GetChildren()) {
+            if (auto const * const list = dynamic_cast<wxListBox const *>(child)) {
+                for (wxString const & text : list->GetStrings()) {
+                    offered.push_back(text.ToStdString());
+                }
+            }
+        }
+        choice.SetSelection(1);
+        wxCommandEvent confirm(wxEVT_BUTTON, wxID_OK);
+        choice.GetEventHandler()->ProcessEvent(confirm);
+    };
+    _answers.Run(take_second);
+    EXPECT_EQ((db.*Get(SubstituteEx()))("Foreign"), 1);
+    _answers.Run(take_second);
+    EXPECT_EQ((db.*Get(SubstituteEm()))("Foreign"), 1);
+    EXPECT_EQ(offered, (std::vector<std::string>{"BP 480", "BP 546", "LP 590", "LP 515"}));
+    ASSERT_EQ(_answers.GetShown().size(), 2u);
+    EXPECT_EQ(_answers.GetShown()[0].caption, "Excitation filter substitution control");
+    EXPECT_EQ(_answers.GetShown()[1].caption, "Emission filter substitution control");
 }
 
 } // namespace velm::test
