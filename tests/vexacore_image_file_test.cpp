@@ -364,4 +364,20 @@ TEST(ImageFormats, CanBeNamedForAFileWithAnyEnding)
     EXPECT_EQ(vexa::ReadImageHeader(path.c_str(), FileFormat::Tiff).size, image.size);
 }
 
+TEST(ImageExceptions, AreCaughtByTheirRootAsByTheStandardOne)
+{
+    for (bool const io : {false, true}) {
+        try {
+            if (io) {
+                throw IOException("no \xC2\xB5m");
+            }
+            throw vexa::InternalException("no \xC2\xB5m");
+        } catch (vexa::LibException const & error) {
+            EXPECT_EQ(error.GetMessage(), "no \xC2\xB5m");
+            EXPECT_STREQ(static_cast<std::exception const &>(error).what(), "no \xC2\xB5m");
+            EXPECT_EQ(dynamic_cast<IOException const *>(&error) != nullptr, io);
+        }
+    }
+}
+
 } // namespace velm::test
