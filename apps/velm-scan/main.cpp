@@ -1,5 +1,6 @@
 // velm-scan: takes the stacks of a plan at every coordinate of a depository.
 
+#include "acquisition/depository_lock.h"
 #include "acquisition/installation.h"
 #include "acquisition/interruption.h"
 #include "acquisition/program.h"
@@ -119,6 +120,7 @@ void Scan(Options const & options, Program & program)
     }
     Installation installation(IniOf(options));
     VELM_Depository depository(DirectoryOf(options), &installation.GetDatabase());
+    DepositoryLock const lock(depository.GetDir());
     OpenForWriting(depository);
     program.LogToFile(depository.GetLogFileName());
     installation.StartMicroscope();

@@ -246,6 +246,20 @@ TEST_F(ScanTest, AScanGoesOnWhenNobodyReadsItsProgressAnyMore)
     EXPECT_EQ(Open().FOV_GetCount(), 6u);
 }
 
+TEST_F(ScanTest, ASecondRunIntoTheSameDepositoryIsRefused)
+{
+    _rig.Set("TimeScale", "1");
+    std::vector<std::string> const plan{"--grid", "200x1", "--slices", "1", "--channels", "1"};
+    ScanProcess first(_rig.Arguments("dep", plan));
+    ASSERT_TRUE(first.WaitForLine("FOV 1 saved"));
+    RunResult const second = _rig.Scan("dep", plan);
+    EXPECT_EQ(second.status, 1);
+    EXPECT_EQ(second.errors, "Error: Another run is storing into the depository " +
+                                 std::string(_rig.Depository().utf8_str()) + ".\n");
+    first.Signal(SIGINT);
+    EXPECT_EQ(first.Finish().status, 130);
+}
+
 TEST_F(ScanTest, AFullDiskEndsTheRunWithAClearErrorAndNoHalfFov)
 {
     // Files may grow large enough for lists and records, but not for the second place's stack.
