@@ -14,9 +14,9 @@ namespace velm {
 
 // A vector of items sorted by id, with a running maximum from which new ids are drawn.
 //
-// T is copyable, without virtual operations, and its first field is its id, a long, which the list reads
-// directly. Where the field is named _id and private, T makes the list a friend. Ids in the list are at least
-// 1 and strictly ascending. Not locked: a list belongs to its owner's thread.
+// T is copyable, and its first field is its id, a long, which the list reads directly: by the name _id, where
+// T makes the list a friend if that is private, else by its place, where T has no virtual operations. Ids in
+// the list are at least 1 and strictly ascending. Not locked: a list belongs to its owner's thread.
 template <typename T>
 class VELM_API VELM_List {
   public:
