@@ -253,21 +253,6 @@ TEST_F(IcsFile, SmallFileCannotAskForALotOfRoom)
     EXPECT_EQ(ErrorOf(content), "the file holds fewer voxels than its header promises");
 }
 
-TEST_F(IcsFile, DamageInCompressedVoxelsIsNoticed)
-{
-    auto const image = PatternImage<unsigned short>(16, 16, 4);
-    image.SaveImage(Path().c_str(), FileFormat::FromName, true, nullptr);
-    std::string const whole = _directory.Read("image.ics");
-    std::size_t const data = whole.find("end\n") + 4;
-    constexpr std::size_t gzip_header = 10;
-    for (std::size_t i = data + gzip_header; i < whole.size(); i += 7) {
-        std::string damaged = whole;
-        damaged[i] = static_cast<char>(damaged[i] ^ 1);
-        EXPECT_EQ(ErrorOf(damaged), "the compressed voxels are damaged") << i - data;
-    }
-    EXPECT_EQ(ErrorOf(whole + "more"), "") << "bytes behind the voxels do no harm";
-}
-
 TEST_F(IcsFile, NameInTheHeaderIsShortAndFreeOfSeparators)
 {
     auto const image = ConstantImage<unsigned char>(1, 1, 1, 0);
@@ -334,7 +319,8 @@ void ExpectReferenceAgrees(Image3d<T> const & image, bool compress, std::string 
 TEST_F(IcsFile, OpensInTheReferenceLibrary)
 {
     for (bool const compress : {false, true}) {
-        for (Sizes const & size : {Sizes(1, 1, 1), Sizes(64, 48, 1), Sizes(33, 17, 9), Sizes(5, 1, 300)}) {
+        for (Sizes const & size : {Sizes(1, 1, 1), Sizes(64, 48, 1), Sizes(33, 17, 9), Sizes(5, 1, 300),
+                                   Sizes(701, 601, 1)}) {
             auto wide = PatternImage<unsigned short>(size.x, size.y, size.z);
             wide.offset = {-1234.567F, 0.1F, 3e-5F};
             wide.resolution = Resolution(15.503876F, 15.4F, 1.0F / 3.0F);

@@ -6,10 +6,15 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdio>
+#include <dirent.h>
 #include <fcntl.h>
+#include <memory>
+#include <string_view>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
+#include <utility>
 
 namespace vexa {
 
@@ -26,6 +31,45 @@ std::string ErrorText(int code)
 [[noreturn]] void ThrowSystemError(char const * what, std::string const & path, int code)
 {
     throw IOException(std::string("Cannot ") + what + " '" + path + "': " + ErrorText(code));
+}
+
+constexpr char const * part_ending = ".part";
+
+// Whether a file that is open is still the one of some name.
+bool IsStillNamed(int descriptor)
+{
+    struct stat status {};
+    return ::fstat(descriptor, &status) == 0 && status.st_nlink > 0;
+}
+
+// Removes a file unless somebody holds its lock.
+void RemoveIfUnlocked(std::string const & path)
+{
+    int const descriptor = ::open(path.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
+    if (descriptor < 0) {
+        return;
+    }
+    if (::flock(descriptor, LOCK_EX | LOCK_NB) == 0 && IsStillNamed(descriptor)) {
+        ::unlink(path.c_str());
+    }
+    ::close(descriptor);
+}
+
+// Removes what writers of the name have left behind that didn't live to give their file its name.
+void RemoveLeftovers(std::string const & path)
+{
+    std::size_t const slash = path.rfind('/');
+    std::string const directory = slash == std::string::npos ? "" : path.substr(0, slash + 1);
+    std::string const beginning = path.substr(directory.size()) + part_ending;
+    std::unique_ptr<DIR, int (*)(DIR *)> const entries(::opendir(directory.empty() ? "." : directory.c_str()),
+                                                       &::closedir);
+    while (dirent const * const entry = entries != nullptr ? ::readdir(entries.get()) : nullptr) {
+        std::string_view const name = entry->d_name;
+        if (name.size() > beginning.size() && name.substr(0, beginning.size()) == beginning &&
+            name.find_first_not_of("0123456789_", beginning.size()) == std::string_view::npos) {
+            RemoveIfUnlocked(directory + entry->d_name);
+        }
+    }
 }
 
 } // namespace
@@ -95,32 +139,56 @@ void InputFile::Reject(std::string const & reason) const
 
 OutputFile::OutputFile(char const * path) : _path(path)
 {
-    static std::atomic<unsigned int> count{0};
-    do {
-        _temporary = _path + ".part" + std::to_string(::getpid()) + "_" + std::to_string(count++);
-        // Readable, too: libtiff goes back to link its pages.
-        _descriptor = ::open(_temporary.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-    } while (_descriptor < 0 && errno == EEXIST);
-    if (_descriptor < 0) {
-        ThrowSystemError("write", _path, errno);
-    }
+    RemoveLeftovers(_path);
+    Create();
 }
 
 OutputFile::~OutputFile()
 {
+    if (!_temporary.empty()) {
+        ::unlink(_temporary.c_str());
+    }
     if (_descriptor >= 0) {
         ::close(_descriptor);
     }
-    if (!_temporary.empty()) {
-        ::unlink(_temporary.c_str());
+}
+
+// Another writer may take a file that isn't locked yet for a leftover.
+void OutputFile::Create()
+{
+    static std::atomic<unsigned int> count{0};
+    for (;;) {
+        std::string const name =
+            _path + part_ending + std::to_string(::getpid()) + "_" + std::to_string(count++);
+        // Readable, too: libtiff goes back to link its pages.
+        _descriptor = ::open(name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+        if (_descriptor < 0 && errno == EEXIST) {
+            continue;
+        }
+        if (_descriptor < 0) {
+            ThrowSystemError("write", _path, errno);
+        }
+        // A file system without locks has no leftovers that anybody could remove, either.
+        if (::flock(_descriptor, LOCK_EX | LOCK_NB) == 0 ? IsStillNamed(_descriptor) : errno != EWOULDBLOCK) {
+            _temporary = name;
+            return;
+        }
+        ::close(_descriptor);
     }
 }
 
 void OutputFile::Write(void const * source, std::size_t count)
 {
+    WriteAt(_position, source, count);
+    _position += count;
+}
+
+void OutputFile::WriteAt(std::uint64_t position, void const * source, std::size_t count)
+{
     char const * in = static_cast<char const *>(source);
     while (count > 0) {
-        ssize_t const put = ::write(_descriptor, in, std::min(count, largest_transfer));
+        ssize_t const put =
+            ::pwrite(_descriptor, in, std::min(count, largest_transfer), static_cast<off_t>(position));
         if (put < 0 && errno == EINTR) {
             continue;
         }
@@ -128,21 +196,25 @@ void OutputFile::Write(void const * source, std::size_t count)
             ThrowSystemError("write", _path, errno);
         }
         in += put;
+        position += static_cast<std::uint64_t>(put);
         count -= static_cast<std::size_t>(put);
     }
 }
 
+// Some file systems tell only when a file is closed that it couldn't be written. A second descriptor keeps
+// the lock until the file has its name.
 void OutputFile::Commit()
 {
-    int const descriptor = _descriptor;
-    _descriptor = -1;
-    if (::close(descriptor) != 0) {
+    int const lock = ::fcntl(_descriptor, F_DUPFD_CLOEXEC, 0);
+    if (lock < 0) {
         ThrowSystemError("write", _path, errno);
     }
-    if (std::rename(_temporary.c_str(), _path.c_str()) != 0) {
+    int const closed = ::close(std::exchange(_descriptor, lock));
+    if (closed != 0 || std::rename(_temporary.c_str(), _path.c_str()) != 0) {
         ThrowSystemError("write", _path, errno);
     }
     _temporary.clear();
+    ::close(std::exchange(_descriptor, -1));
 }
 
 void OutputFile::Reject(std::string const & reason) const

@@ -43,7 +43,8 @@ class VEXA_API InputFile {
 };
 
 // A file that comes into being under its name only when it is complete: it is written under another name in
-// the same directory, and goes away when it is not committed.
+// the same directory, that name with ".part" and digits, and goes away when it is not committed. What writers
+// of the same name have left that died before is removed; a file whose writer lives is locked and stays.
 class VEXA_API OutputFile {
   public:
     explicit OutputFile(char const * path);
@@ -54,7 +55,13 @@ class VEXA_API OutputFile {
     // For libraries that write through a descriptor of their own; stays the file's.
     int GetDescriptor() const { return _descriptor; }
 
+    // The bytes written so far by Write.
+    std::uint64_t GetPosition() const { return _position; }
+
     void Write(void const * source, std::size_t count);
+
+    // Replaces bytes that Write has written.
+    void WriteAt(std::uint64_t position, void const * source, std::size_t count);
 
     // Closes the file and puts it in the place of any file of its name. Nothing may follow.
     void Commit();
@@ -62,9 +69,12 @@ class VEXA_API OutputFile {
     [[noreturn]] void Reject(std::string const & reason) const;
 
   private:
+    void Create();
+
     std::string _path;
-    std::string _temporary;
-    int _descriptor; // -1 once closed
+    std::string _temporary; // empty when there is none
+    int _descriptor = -1;
+    std::uint64_t _position = 0;
 };
 
 } // namespace vexa

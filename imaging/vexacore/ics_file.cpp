@@ -4,17 +4,16 @@
 #include "vexacore/exceptions.h"
 #include "vexacore/file_io.h"
 #include "vexacore/grey_file.h"
+#include "vexacore/gzip_voxels.h"
 #include "vexacore/length_unit.h"
 
 #include <algorithm>
 #include <charconv>
 #include <cmath>
-#include <libdeflate.h>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
-#include <zlib.h>
 
 namespace vexa {
 
@@ -255,76 +254,6 @@ class HeaderParser {
     Vector3d<std::size_t> _axis; // place of x, y and z in the tables, 0 when the axis is missing
 };
 
-// Inflates the gzip member at the end of a file from its beginning, piece by piece.
-class GzipStream {
-  public:
-    GzipStream(InputFile const & file, std::uint64_t position)
-        : _file(file), _position(position), _input(buffer_size), _scratch(buffer_size)
-    {
-        constexpr int gzip_window = 15 + 16; // the largest window, with the gzip header
-        if (inflateInit2(&_stream, gzip_window) != Z_OK) {
-            throw std::bad_alloc();
-        }
-    }
-    ~GzipStream() { inflateEnd(&_stream); }
-    GzipStream(GzipStream const &) = delete;
-    GzipStream & operator=(GzipStream const &) = delete;
-
-    void Read(unsigned char * target, std::uint64_t count)
-    {
-        while (count > 0) {
-            if (_stream.avail_in == 0) {
-                Refill();
-            }
-            auto const piece = static_cast<uInt>(std::min<std::uint64_t>(count, buffer_size));
-            _stream.next_out = target;
-            _stream.avail_out = piece;
-            int const status = inflate(&_stream, Z_NO_FLUSH);
-            std::size_t const got = piece - _stream.avail_out;
-            target += got;
-            count -= got;
-            if (status == Z_MEM_ERROR) {
-                throw std::bad_alloc();
-            }
-            if ((status != Z_OK && status != Z_STREAM_END && status != Z_BUF_ERROR) ||
-                (status == Z_STREAM_END && count > 0)) {
-                _file.Reject("the compressed voxels are damaged");
-            }
-        }
-    }
-
-    void Skip(std::uint64_t count)
-    {
-        while (count > 0) {
-            std::uint64_t const piece = std::min<std::uint64_t>(count, buffer_size);
-            Read(_scratch.data(), piece);
-            count -= piece;
-        }
-    }
-
-  private:
-    static constexpr std::size_t buffer_size = std::size_t{1} << 18;
-
-    void Refill()
-    {
-        std::uint64_t const left = _file.GetSize() - _position;
-        if (left == 0) {
-            _file.Reject("the file ends too early");
-        }
-        std::size_t const piece = static_cast<std::size_t>(std::min<std::uint64_t>(left, buffer_size));
-        _file.ReadAt(_position, _input.data(), piece);
-        _position += piece;
-        _stream.next_in = _input.data();
-        _stream.avail_in = static_cast<uInt>(piece);
-    }
-
-    InputFile const & _file;
-    std::uint64_t _position; // of the next byte to be fetched
-    std::vector<unsigned char> _input;
-    std::vector<unsigned char> _scratch;
-    z_stream _stream{};
-};
-
 class IcsReader : public GreyReader {
   public:
     explicit IcsReader(char const * path) : _file(path)
@@ -346,17 +275,16 @@ class IcsReader : public GreyReader {
 
     void ReadVoxels(Box const & box, unsigned char * target) override
     {
-        bool const whole = box.size == _header.size;
+        BoxSpans const spans(_header.size, box, _bytes_per_voxel);
         if (!_ics.compressed) {
-            unsigned char * out = target;
-            ForEachSpan(box, [&](std::uint64_t start, std::size_t count) {
-                _file.ReadAt(_ics.length + start, out, count);
-                out += count;
-            });
-        } else if (whole) {
-            InflateAll(target);
+            for (std::uint64_t i = 0; i < spans.GetCount(); ++i) {
+                _file.ReadAt(_ics.length + spans.GetStart(i), target + i * spans.GetLength(),
+                             static_cast<std::size_t>(spans.GetLength()));
+            }
+        } else if (box.size == _header.size) {
+            GzipReader(_file, _ics.length, _bytes).ReadAll(target);
         } else {
-            InflateBox(box, target);
+            GzipReader(_file, _ics.length, _bytes).ReadSpans(spans, target);
         }
         if (_bytes_per_voxel == 2 && _ics.big_endian != machine_is_big_endian) {
             SwapBytes(target, std::size_t{box.size.x} * box.size.y * box.size.z);
@@ -383,62 +311,18 @@ class IcsReader : public GreyReader {
         _ics = HeaderParser(_file, text).Parse();
     }
 
+    // Where the line "end" begins, of which all must be there. The reference library gives it an empty field.
     static std::size_t FindEnd(std::string const & text)
     {
-        std::size_t const unix_end = text.find("\nend\n");
-        return unix_end != std::string::npos ? unix_end : text.find("\nend\r\n");
-    }
-
-    // Calls span(first byte, bytes) for the runs of the box that are contiguous in the file, in ascending
-    // order: rows, or planes, or all of it.
-    template <typename Span>
-    void ForEachSpan(Box const & box, Span const & span) const
-    {
-        Vector3d<unsigned int> const & size = _header.size;
-        bool const rows_whole = box.size.x == size.x;
-        bool const planes_whole = rows_whole && box.size.y == size.y;
-        std::size_t const rows_at_once = rows_whole ? box.size.y : 1;
-        std::size_t const planes_at_once = planes_whole ? box.size.z : 1;
-        for (std::size_t z = 0; z < box.size.z; z += planes_at_once) {
-            for (std::size_t y = 0; y < box.size.y; y += rows_at_once) {
-                std::uint64_t const row = (static_cast<std::uint64_t>(box.offset.z) + z) * size.y +
-                                          static_cast<std::uint64_t>(box.offset.y) + y;
-                std::uint64_t const start = row * size.x + static_cast<std::uint64_t>(box.offset.x);
-                span(start * _bytes_per_voxel, planes_at_once * rows_at_once * box.size.x * _bytes_per_voxel);
-            }
+        constexpr std::string_view line = "\nend";
+        std::string const behind = {'\r', '\n', text.empty() ? '\n' : text.front()};
+        std::size_t end = text.find(line);
+        while (end != std::string::npos &&
+               (text.find_first_of(behind, end + line.size()) != end + line.size() ||
+                text.find('\n', end + line.size()) == std::string::npos)) {
+            end = text.find(line, end + 1);
         }
-    }
-
-    void InflateAll(unsigned char * target)
-    {
-        auto const length = static_cast<std::size_t>(_file.GetSize() - _ics.length);
-        std::unique_ptr<unsigned char[]> const packed(new unsigned char[length]); // not zeroed first
-        _file.ReadAt(_ics.length, packed.get(), length);
-        std::unique_ptr<libdeflate_decompressor, decltype(&libdeflate_free_decompressor)> const inflater(
-            libdeflate_alloc_decompressor(), &libdeflate_free_decompressor);
-        if (inflater == nullptr) {
-            throw std::bad_alloc();
-        }
-        // Bytes behind the member are allowed, so the exact form, which reports how many it used.
-        std::size_t used = 0;
-        std::size_t made = 0;
-        libdeflate_result const result = libdeflate_gzip_decompress_ex(
-            inflater.get(), packed.get(), length, target, static_cast<std::size_t>(_bytes), &used, &made);
-        if (result != LIBDEFLATE_SUCCESS || made != _bytes) {
-            _file.Reject("the compressed voxels are damaged");
-        }
-    }
-
-    void InflateBox(Box const & box, unsigned char * target)
-    {
-        GzipStream stream(_file, _ics.length);
-        std::uint64_t position = 0;
-        ForEachSpan(box, [&](std::uint64_t start, std::size_t count) {
-            stream.Skip(start - position);
-            stream.Read(target, count);
-            target += count;
-            position = start + count;
-        });
+        return end;
     }
 
     InputFile _file;
@@ -487,25 +371,6 @@ std::string MakeHeader(char const * path, GreyView const & image, bool compress)
     return text + "\nparameter\tunits\trelative\tmicrometers\tmicrometers\tmicrometers\nend\n";
 }
 
-void WriteGzip(OutputFile & file, GreyView const & image)
-{
-    constexpr int fastest = 1;
-    std::unique_ptr<libdeflate_compressor, decltype(&libdeflate_free_compressor)> const deflater(
-        libdeflate_alloc_compressor(fastest), &libdeflate_free_compressor);
-    if (deflater == nullptr) {
-        throw std::bad_alloc();
-    }
-    std::size_t const bytes = image.GetByteCount();
-    std::size_t const bound = libdeflate_gzip_compress_bound(deflater.get(), bytes);
-    std::unique_ptr<unsigned char[]> const packed(new unsigned char[bound]);
-    std::size_t const length =
-        libdeflate_gzip_compress(deflater.get(), image.voxels, bytes, packed.get(), bound);
-    if (length == 0) {
-        file.Reject("the voxels cannot be compressed");
-    }
-    file.Write(packed.get(), length);
-}
-
 } // namespace
 
 std::unique_ptr<GreyReader> OpenIcs(char const * path)
@@ -519,7 +384,7 @@ void SaveIcs(char const * path, GreyView const & image, bool compress)
     std::string const header = MakeHeader(path, image, compress);
     file.Write(header.data(), header.size());
     if (compress) {
-        WriteGzip(file, image);
+        WriteGzip(file, image.voxels, image.GetByteCount());
     } else {
         file.Write(image.voxels, image.GetByteCount());
     }

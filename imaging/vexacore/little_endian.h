@@ -1,0 +1,34 @@
+#ifndef VEXACORE_LITTLE_ENDIAN_H
+#define VEXACORE_LITTLE_ENDIAN_H
+
+// Numbers as files hold them, the lowest byte first. Internal to the image libraries.
+
+#include <cstdint>
+
+namespace vexa {
+
+inline std::uint32_t LoadLittle16(unsigned char const * source)
+{
+    return source[0] | std::uint32_t{source[1]} << 8;
+}
+
+inline std::uint32_t LoadLittle32(unsigned char const * source)
+{
+    return LoadLittle16(source) | LoadLittle16(source + 2) << 16;
+}
+
+inline void StoreLittle16(unsigned char * target, std::uint64_t value)
+{
+    target[0] = static_cast<unsigned char>(value);
+    target[1] = static_cast<unsigned char>(value >> 8);
+}
+
+inline void StoreLittle32(unsigned char * target, std::uint64_t value)
+{
+    StoreLittle16(target, value);
+    StoreLittle16(target + 2, value >> 16);
+}
+
+} // namespace vexa
+
+#endif
