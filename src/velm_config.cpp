@@ -1,25 +1,62 @@
 #include "velm_config.h"
 
+#include "vexacore/exceptions.h"
+#include "vexacore/file_io.h"
+
+#include <cstdio>
 #include <limits>
-#include <wx/mstream.h>
+#include <string>
+#include <wx/filefn.h>
+#include <wx/sstream.h>
 
 namespace velm::config {
 
-DescriptionFile::DescriptionFile(wxString const & path, Expansion expansion, long style)
-    : wxFileConfig(wxEmptyString, wxEmptyString, path, wxEmptyString, style, wxConvAuto())
+namespace {
+
+// The bytes of the file; none when it isn't there. Throws vexa::IOException.
+std::string ContentOf(wxString const & path)
+{
+    if (!wxFileExists(path)) {
+        return {};
+    }
+    vexa::InputFile const file(path.fn_str());
+    return file.ReadAll(file.GetSize());
+}
+
+} // namespace
+
+DescriptionFile::DescriptionFile(wxString const & path, Expansion expansion, long style, Content content)
+    : wxFileConfig(wxEmptyString, wxEmptyString, content == Content::Kept ? path : wxString(), wxEmptyString,
+                   style, wxConvAuto()),
+      _path(path), _content(content)
 {
     SetExpandEnvVars(expansion == Expansion::On);
 }
 
 bool DescriptionFile::Close()
 {
-    wxLogNull const quiet; // the caller words the failure, once
-    if (Flush()) {
+    wxStringOutputStream stream;
+    Save(stream, wxConvUTF8); // after which the toolkit has nothing to write
+    std::string const text(stream.GetString().utf8_str());
+    try {
+        if (text == ContentOf(_path)) {
+            return true;
+        }
+        if (text.empty() && _content == Content::Replaced) {
+            return std::remove(_path.fn_str()) == 0;
+        }
+        vexa::OutputFile file(_path.fn_str());
+        file.Write(text.data(), text.size());
+        file.Commit();
         return true;
+    } catch (vexa::IOException const &) {
+        return false; // the caller words the failure, once
     }
-    wxMemoryOutputStream given_up;
-    Save(given_up); // marks everything as saved
-    return false;
+}
+
+bool DescriptionFile::Flush(bool)
+{
+    return Close();
 }
 
 namespace {

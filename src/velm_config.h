@@ -17,18 +17,29 @@ namespace velm::config {
 // the installation's own files (ini, profiles, hardware, optics) let their authors use variables.
 enum class Expansion { Off, On };
 
+// Whether a file begins with the entries that it has on disk, or with none: then it takes the old one's place
+// when it is closed, and not before.
+enum class Content { Kept, Replaced };
+
 // A description file, opened by the one convention of all of them: no application, vendor or global file,
-// relative group paths unless the style says otherwise. Nothing is written before Flush or destruction. A
-// file that doesn't exist reads as empty.
+// relative group paths unless the style says otherwise. A file that doesn't exist reads as empty. Nothing is
+// written before Close or Flush, or, but for a replaced file, destruction.
 class VELM_API DescriptionFile : public wxFileConfig {
   public:
     explicit DescriptionFile(wxString const & path, Expansion expansion = Expansion::Off,
-                             long style = wxCONFIG_USE_RELATIVE_PATH);
+                             long style = wxCONFIG_USE_RELATIVE_PATH, Content content = Content::Kept);
 
-    // Writes what has changed, once: true when it is on disk, also when there was nothing to write. On
-    // failure what was not written is given up, since a file that refused it now would refuse it again at
-    // destruction.
+    // Writes the text unless it is on disk as it is: true when it is there then. The file on disk is the old
+    // one or the new one, and whole, at any time; a replaced file without entries is removed. On failure what
+    // was not written is given up, since a file that refused it now would refuse it again at destruction.
     bool Close();
+
+    // The same.
+    bool Flush(bool current_only = false) override;
+
+  private:
+    wxString _path;
+    Content _content;
 };
 
 // Steps into a group by a relative path, and back out at the end of the scope.

@@ -64,14 +64,12 @@ class WorkingDirectory {
     bool _changed;
 };
 
-// Deletes the old file of a list and writes a new one.
+// Writes a new file of a list in the place of the old one.
 template <typename Write>
 bool ReplaceDescription(wxString const & path, Write write)
 {
-    if (wxFileExists(path)) {
-        wxRemoveFile(path);
-    }
-    config::DescriptionFile file(path);
+    config::DescriptionFile file(path, config::Expansion::Off, wxCONFIG_USE_RELATIVE_PATH,
+                                 config::Content::Replaced);
     bool const written = write(file);
     return file.Close() && written;
 }

@@ -178,12 +178,16 @@ bool VELM_Depository::VOI_LoadImage(long id, long channel_id, Stack & image, vex
 
 bool VELM_Depository::SaveStack(Kind const & kind, long id, long channel_id, Stack const & image)
 {
+    // First, so that no failure leaves the histogram of another image; a missing one is made when it is asked
+    // for.
+    wxString const histogram_file = HistFileName(kind, id, channel_id);
+    RemoveQuietly(histogram_file);
     if (!SaveImage(ImageFileName(kind, id, channel_id), image)) {
         return false;
     }
     GreyHistogram histogram;
     CountVoxels(image, histogram);
-    if (!histogram.Save(HistFileName(kind, id, channel_id))) {
+    if (!histogram.Save(histogram_file)) {
         VELM_LOG_WARNING("%s_SaveImage: Unable to save image histogram (%s=%ld ch_id=%ld)", kind.name,
                          kind.id_name, id, channel_id);
     }

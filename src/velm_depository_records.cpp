@@ -5,7 +5,6 @@
 #include "velm_log_macros.h"
 
 #include <algorithm>
-#include <wx/filefn.h>
 
 namespace velm {
 
@@ -35,12 +34,9 @@ bool VELM_Depository::FOV_Save(VELM_FOV & fov)
         }
         fov.SetId(id);
     }
-    wxString const path = FOV_GetDescFileName(fov.GetId());
-    if (!is_new) {
-        wxLogNull const quiet; // the file may well be missing
-        wxRemoveFile(path);
-    }
-    config::DescriptionFile file(path);
+    config::DescriptionFile file(FOV_GetDescFileName(fov.GetId()), config::Expansion::Off,
+                                 wxCONFIG_USE_RELATIVE_PATH,
+                                 is_new ? config::Content::Kept : config::Content::Replaced);
     bool const saved = fov.Save(file, _db, this);
     if (!file.Close() || !saved) {
         VELM_LOG_ERROR("saving FOV failed");
@@ -59,6 +55,7 @@ void VELM_Depository::RemoveCalibFromChannels()
         config::Write(file, "CalibImg", GetCalibImgName(0));
         config::Write(file, "CalibType", GetCalibrationTypeName(VELM_CalibrationType(0)));
     });
+    file.Close();
 }
 
 } // namespace velm

@@ -83,6 +83,9 @@ bool VELM_Thumbnail::Create(long channel_id, int size, vexa::Image3d<unsigned sh
         return true;
     } catch (vexa::LibException const & error) {
         VELM_LOG_ERROR("%s: VEXA exception - %s", VELM_FUNCTION, detail::ExceptionText(error));
+        wxLogNull const quiet;
+        wxRemoveFile(
+            GetThumbnailFile(channel_id, size)); // of another image; one is made when it is asked for
         return false;
     }
 }

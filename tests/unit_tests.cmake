@@ -124,6 +124,10 @@ target_compile_definitions(velm_scenario_support PRIVATE
   VELM_SIM_DRIVER_DIR="${CMAKE_BINARY_DIR}/${VELM_DRIVER_SUBDIR}")
 add_dependencies(velm_scenario_support velm-scan velm_sim)
 velm_test(scenarios/export_test LIBRARIES velm_scenario_support)
+velm_test(scenarios/failing_files_test SOURCES support/failing_files.cpp)
+# Defines functions of the C library, under both of their names, which the shared header's options forbid.
+set_source_files_properties(support/failing_files.cpp PROPERTIES SKIP_PRECOMPILE_HEADERS ON)
+target_link_libraries(failing_files_test PRIVATE ${CMAKE_DL_LIBS})
 velm_test(scenarios/fault_test LIBRARIES velm_scenario_support)
 velm_test(scenarios/kill_test LIBRARIES velm_scenario_support)
 velm_test(scenarios/overview_test LIBRARIES velm_scenario_support)

@@ -61,6 +61,41 @@ TEST_F(ConfigTest, CloseTellsWhetherTheTextIsOnDisk)
     EXPECT_TRUE(log.Lines().empty()) << "a failure is worded by the caller, once";
 }
 
+TEST_F(ConfigTest, AReplacedFileBeginsEmptyAndTheOldOneStaysUntilItIsClosed)
+{
+    wxString const path = File("OLD=1\n");
+    auto const replaced = [&path] {
+        return DescriptionFile(path, config::Expansion::Off, wxCONFIG_USE_RELATIVE_PATH,
+                               config::Content::Replaced);
+    };
+    {
+        DescriptionFile file = replaced();
+        EXPECT_FALSE(Read<wxString>(file, "OLD").has_value());
+        config::Write(file, "NEW", 2);
+        EXPECT_EQ(_temp.Read("file.txt"), "OLD=1\n");
+        EXPECT_TRUE(file.Close());
+        EXPECT_EQ(_temp.Read("file.txt"), "NEW=2\n");
+    }
+    DescriptionFile without_entries = replaced();
+    EXPECT_TRUE(without_entries.Close());
+    EXPECT_FALSE(wxFileExists(path));
+}
+
+TEST_F(ConfigTest, AFileThatCannotBeReplacedStaysAsItIs)
+{
+    OrdinaryUser const user;
+    if (!user.IsEffective()) {
+        GTEST_SKIP();
+    }
+    wxString const path = _temp.Write("closed/file.txt", "OLD=1\n");
+    _temp.SetReadOnly("closed", true);
+    DescriptionFile file(path);
+    config::Write(file, "NEW", 2);
+    EXPECT_FALSE(file.Close());
+    _temp.SetReadOnly("closed", false);
+    EXPECT_EQ(ReadFile(path), "OLD=1\n");
+}
+
 TEST_F(ConfigTest, RecordFilesKeepADollarAndInstallationFilesExpandIt)
 {
     setenv("VELM_TEST_VARIABLE", "value", 1);
