@@ -3,22 +3,47 @@
 #include "fuzz_input.h"
 #include "velm_db.h"
 
-extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const * data, std::size_t size)
+#include <array>
+
+namespace {
+
+struct File {
+    char const * name;
+    char const * usual;
+};
+
+constexpr std::array<File, 4> files{{{"ex_filters.ini", "1=a\n"},
+                                     {"em_filters.ini", "1=a\n"},
+                                     {"markers.ini", "M\n0\n0\n"},
+                                     {"objectives.ini", "1=10x, 10\n"}}};
+
+// One directory for each file to be fuzzed, with the others as they should be.
+bool WriteUsualFiles()
 {
     velm::fuzz::Input const & input = velm::fuzz::Input::Get();
-    auto const write = [&input](char const * name, std::string const & text) {
-        input.Write(name, reinterpret_cast<std::uint8_t const *>(text.data()), text.size());
-    };
-    write("ex_filters.ini", "1=a\n");
-    write("em_filters.ini", "1=a\n");
-    write("markers.ini", "M\n0\n0\n");
-    write("objectives.ini", "1=10x, 10\n");
-    char const * const names[] = {"ex_filters.ini", "em_filters.ini", "markers.ini", "objectives.ini"};
-    if (size > 0) {
-        input.Write(names[data[0] % 4], data + 1, size - 1);
+    for (File const & fuzzed : files) {
+        std::filesystem::create_directories(input.GetDirectory() + "/" + fuzzed.name);
+        for (File const & file : files) {
+            input.Write(std::string(fuzzed.name) + "/" + file.name, file.usual);
+        }
     }
+    return true;
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const * data, std::size_t size)
+{
+    static bool const written = WriteUsualFiles();
+    static_cast<void>(written);
+    if (size == 0) {
+        return 0;
+    }
+    std::string const name = files[data[0] % files.size()].name;
+    velm::fuzz::Input const & input = velm::fuzz::Input::Get();
+    input.Write(name + "/" + name, data + 1, size - 1);
     try {
-        velm::VELM_Database const db(input.GetDirectory());
+        velm::VELM_Database const db(input.GetDirectory() + "/" + name);
     } catch (velm::VELM_DBError const &) {
         // what a damaged file has to end in
     }

@@ -1,4 +1,4 @@
-# Sourced by ./demo, ./check and bench/run: installs what is missing and builds quietly. Needs $root, the tree's
+# Sourced by ./demo, ./check, bench/run and fuzz/run: installs what is missing and builds quietly. Needs $root, the tree's
 # directory.
 
 # What building takes, and what the programs need to run.
@@ -8,6 +8,9 @@ build_packages="cmake g++ ninja-build ccache mold pkg-config libwxgtk3.2-dev lib
 # What the tests need beyond that: frameworks, other people's readers, a virtual screen.
 test_packages="libgtest-dev libgmock-dev libics-dev python3 python3-numpy python3-tifffile
   clang-format xvfb xauth x11-utils imagemagick git"
+
+# What the fuzzers need beyond what building takes.
+fuzz_packages="clang libclang-rt-14-dev"
 
 # What the benchmarks need beyond all that.
 bench_packages=""

@@ -162,7 +162,8 @@ struct Extent {
 template <typename Component, typename TLabel>
 std::vector<Component> FindComponents(Image3d<TLabel> const & image)
 {
-    std::vector<Extent> extents(std::size_t{std::numeric_limits<TLabel>::max()} + 1);
+    TLabel const * const highest = std::max_element(image.begin(), image.end());
+    std::vector<Extent> extents(highest == image.end() ? 1 : std::size_t{*highest} + 1);
     for (unsigned int z = 0; z < image.size.z; ++z) {
         for (unsigned int y = 0; y < image.size.y; ++y) {
             TLabel const * const row = image.GetVoxelAddr(0, y, z);

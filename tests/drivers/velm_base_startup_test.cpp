@@ -358,6 +358,14 @@ TEST_F(BaseControlStart, ACombinationOfOneIsRefused)
                Message("Camera not available.")}));
 }
 
+TEST_F(BaseControlStart, ACombinationOfMoreDriversThanAnyMicroscopeHasIsRefusedAtOnce)
+{
+    EXPECT_EQ(CameraLines("[Camera]\nDriver=Combo\nSection=Both\nNumDrvs=101\nDriver1=SecA\n"),
+              (Lines{Message("Loading driver..."), Message("Combo driver recognized"),
+                     Message("Section: Both"), Message("NumDrvs: 101"),
+                     Error("Combo driver allows at most 100 drivers!"), Message("Camera not available.")}));
+}
+
 TEST_F(BaseControlStart, AMissingPartFailsTheCombinationButTheOtherPartsAreStillLoaded)
 {
     EXPECT_EQ(CameraLines("[Camera]\nDriver=Combo\nSection=Both\nNumDrvs=3\nDriver1=SecG\nDriver3=SecX\n"

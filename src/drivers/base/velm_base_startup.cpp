@@ -24,6 +24,9 @@ struct VELM_BaseControl::DeviceWords {
 
 namespace {
 
+// Far more than any microscope has; a damaged file must not keep the start busy with complaints.
+constexpr int max_combined_drivers = 100;
+
 // The entry, in nanometres per pixel, asked for until it is given; the answer is stored in the file.
 int ReadScale(wxFileConfig & config, wxString const & path, wxString const & key, char const * axis)
 {
@@ -180,6 +183,11 @@ VELM_DriverPackage * VELM_BaseControl::LoadComboDriver(wxFileConfig & config, wx
     VELM_LOG_MESSAGE("NumDrvs: %d", *num_drivers);
     if (*num_drivers < 2) {
         VELM_LOG_ERROR("Combo driver requires at least two drivers!");
+        return nullptr;
+    }
+
+    if (*num_drivers > max_combined_drivers) {
+        VELM_LOG_ERROR("Combo driver allows at most %d drivers!", max_combined_drivers);
         return nullptr;
     }
 

@@ -1,0 +1,176 @@
+// Writes the seeds of all targets below a directory, by the library's own writers: "fuzz_make_seeds
+// fuzz/seeds". Run it again when a format changes; it leaves other files alone, such as inputs kept because
+// they once failed and files of other programs.
+
+#include "drivers/base/general_camera_setting.h"
+#include "fuzz_record.h"
+#include "nubo/histogram.h"
+#include "vexaalgo/labeled_image.h"
+
+#include <cstdio>
+#include <fstream>
+#include <sstream>
+
+namespace {
+
+namespace fs = std::filesystem;
+using namespace velm;
+using Stack = vexa::Image3d<unsigned short>;
+
+std::string ReadFile(std::string const & path)
+{
+    std::ifstream in(path, std::ios::binary);
+    std::stringstream content;
+    content << in.rdbuf();
+    return content.str();
+}
+
+// A directory of seeds.
+class Seeds {
+  public:
+    explicit Seeds(std::string directory) : _directory(std::move(directory)) {}
+
+    // The path of a seed; its directory is there.
+    std::string operator()(std::string const & target, std::string const & name) const
+    {
+        fs::create_directories(_directory + "/" + target);
+        return _directory + "/" + target + "/" + name;
+    }
+
+    void Write(std::string const & target, std::string const & name, std::string const & content) const
+    {
+        std::ofstream((*this)(target, name), std::ios::binary) << content;
+    }
+
+  private:
+    std::string _directory;
+};
+
+template <typename T>
+vexa::Image3d<T> Picture(unsigned int x, unsigned int y, unsigned int z)
+{
+    vexa::Image3d<T> image;
+    image.MakeRoom(x, y, z);
+    image.resolution = vexa::Resolution(10.0F, 10.0F, 2.0F);
+    image.offset = {1.0F, 2.0F, 3.0F};
+    for (std::size_t i = 0; i < image.GetCount(); ++i) {
+        image.SetVoxel(i, static_cast<T>(i * i % 251));
+    }
+    return image;
+}
+
+void WriteImages(Seeds const & seeds)
+{
+    for (char const * const format : {"ics", "tif"}) {
+        for (bool const compress : {false, true}) {
+            std::string const name = std::string(compress ? "packed" : "plain") + "." + format;
+            Picture<unsigned short>(9, 7, 3).SaveImage(seeds(format, "grey16_" + name).c_str(),
+                                                       vexa::FileFormat::FromName, compress, nullptr);
+            Picture<unsigned char>(9, 7, 3).SaveImage(seeds(format, "grey8_" + name).c_str(),
+                                                      vexa::FileFormat::FromName, compress, nullptr);
+        }
+    }
+}
+
+void WriteHistograms(Seeds const & seeds)
+{
+    for (unsigned int const highest : {255U, 65535U}) {
+        nubo::Histogram<unsigned short> histogram;
+        histogram.Init(0, static_cast<unsigned short>(highest), highest + 1);
+        for (unsigned short const voxel : Picture<unsigned short>(9, 7, 3)) {
+            ++histogram.GetBins()[histogram.GetBinPos(voxel)];
+        }
+        histogram.Save(seeds("hist", "to_" + std::to_string(highest)));
+    }
+}
+
+// The target adds the first two lines itself.
+void WriteLabels(Seeds const & seeds, std::string const & scratch)
+{
+    vexa::LabeledImage3d<unsigned short, bool> labels;
+    labels.MakeRoom(6, 5, 3);
+    for (unsigned int i = 0; i < 90; ++i) {
+        labels.SetVoxel(i, static_cast<unsigned short>(i < 30 ? i % 3 : 0));
+    }
+    labels.UpdateComponents();
+    labels.SaveImage((scratch + "/labels").c_str(), vexa::FileFormat::Labeled);
+    std::string const table = ReadFile(scratch + "/labels.l3d");
+    seeds.Write("l3d", "table", table.substr(table.find("displacement")));
+}
+
+VELM_Channel MakeChannel(long id, wxString const & name)
+{
+    VELM_Channel channel(name, 0, 0, 1);
+    channel.SetId(id);
+    channel.TakeCameraSetting(
+        new VELM_GeneralCameraSetting("None", 2, 2, -1, -1, -1, -1, 50000, 12, 12, 1392, 1040));
+    return channel;
+}
+
+void WriteRecords(Seeds const & seeds, std::string const & scratch)
+{
+    VELM_Database db = fuzz::Surroundings::Get().GetDatabase();
+    VELM_Depository depository(scratch + "/records", &db);
+    depository.Open();
+    VELM_Calibration_Image image;
+    image.SetId(1);
+    image.SetMean(2469.5);
+    image.SetCameraSetting(MakeChannel(1, "").GetCameraSetting());
+    depository.CI_SaveDesc(image);
+    VELM_Channel calibrated = MakeChannel(2, "Spots");
+    calibrated.SetCalibImage(&image);
+    calibrated.SetCalibType(CALIBRATION_YES);
+    VELM_FOV fov;
+    fov.SetCoord(VELM_Coord(1, 1200, -350, 8000));
+    fov.SetNumSlices(3);
+    fov.SetStepZ(5);
+    for (VELM_Channel channel : {MakeChannel(1, "Nuclei"), calibrated}) {
+        fov.AddChannel(channel);
+        wxDateTime const moment(static_cast<time_t>(1763733600));
+        fov.SetTimeInterval(fov.GetNumChannels() - 1, VELM_TimeInterval(moment, moment));
+        depository.GetChannelListRef().Insert(channel);
+    }
+    depository.GetCoordListRef().Insert(fov.GetCoord());
+    depository.GetCoordListRef().Insert(VELM_Coord(2, 0, 0, 0, 100, 100, 611, 611));
+    depository.FOV_Save(fov);
+    depository.Save();
+    seeds.Write("fov", "two_channels", ReadFile(scratch + "/records/rawdata/0001/fov.txt"));
+    seeds.Write("channels", "two_channels", ReadFile(scratch + "/records/channels.cfg"));
+    seeds.Write("coordinates", "two_places", ReadFile(scratch + "/records/coordinates.txt"));
+    seeds.Write("calibration", "image", ReadFile(scratch + "/records/calib_images/ci_0001.txt"));
+}
+
+// What comes with the simulated microscope.
+void CopyInstallation(Seeds const & seeds)
+{
+    std::string const rig = VELM_SOURCE_ROOT "/rigs/simulated/";
+    char const * const optics[] = {"ex_filters", "em_filters", "markers", "objectives"};
+    for (std::size_t i = 0; i < 4; ++i) {
+        seeds.Write("optics", optics[i], std::to_string(i) + ReadFile(rig + "optics/" + optics[i] + ".ini"));
+    }
+    seeds.Write("hardware", "simulated", ReadFile(rig + "hw/simulated.ini"));
+    seeds.Write(
+        "hardware", "combination",
+        "MicResX=1\nMicResY=1\n[ZDrive]\nDriver=Combo\nSection=Both\nNumDrvs=2\nDriver1=One\nDriver2=Two\n"
+        "[One]\nName=Simulated microscope\n[Two]\nName=General\n[Both]\nName=Simulated microscope\n"
+        "[MicroscopeBody]\nDriver=Two\n");
+    seeds.Write("profiles", "simulated", ReadFile(rig + "profiles.ini"));
+}
+
+} // namespace
+
+int main(int argc, char ** argv)
+{
+    if (argc != 2) {
+        std::fputs("usage: fuzz_make_seeds DIRECTORY\n", stderr);
+        return 2;
+    }
+    Seeds const seeds(argv[1]);
+    std::string const scratch = fuzz::Input::Get().GetDirectory();
+    WriteImages(seeds);
+    WriteHistograms(seeds);
+    WriteLabels(seeds, scratch);
+    WriteRecords(seeds, scratch);
+    CopyInstallation(seeds);
+    return 0;
+}
