@@ -68,6 +68,7 @@ void Measure(velm::bench::Table & table, Field const & field)
     };
     std::vector<FrameGeometry> const geometries = FieldsOf(field, specimen);
     std::vector<std::vector<float>> drawn;
+    drawn.reserve(geometries.size());
     for (FrameGeometry const & geometry : geometries) {
         drawn.push_back(renderer.Render(geometry, objective, shines));
     }

@@ -24,10 +24,7 @@ constexpr int thumbnail_size = 128;
 void CountVoxels(Stack const & image, GreyHistogram & histogram)
 {
     histogram.Init(0, 0xFFFF, 0x10000);
-    auto && bins = histogram.GetBins();
-    for (unsigned short const voxel : image) {
-        ++bins[histogram.GetBinPos(voxel)];
-    }
+    histogram.Count(image.GetFirstVoxelAddr(), image.GetCount());
 }
 
 // Without the toolkit's own line about a failure.

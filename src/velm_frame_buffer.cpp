@@ -1,68 +1,17 @@
 #include "velm_frame_buffer.h"
 
+#include "velm_frame_kernels.h"
 #include "velm_log_macros.h"
+#include "vexacore/parallel.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <cstdint>
-#include <cstring>
 #include <vector>
 
 namespace velm {
 
 namespace {
-
-// The bytes of a pixel of the picture, and one that is written for speed and then written over.
-using PixelBytes = std::array<unsigned char, 4>;
-
-// The colour of an output of the look-up table.
-PixelBytes ColourOf(unsigned char value, VELM_Channel_VisType vis)
-{
-    switch (GetVisTypeColour(vis)) {
-    case VIS_RED:
-        return {value, 0, 0, 0};
-    case VIS_GREEN:
-        return {0, value, 0, 0};
-    case VIS_BLUE:
-        return {0, 0, value, 0};
-    default:
-        if (value == 0 && (vis & VIS_BACKGROUND_SATURATION) != 0) {
-            return {0, 0, 255, 0};
-        }
-        if (value == 255 && (vis & VIS_FOREGROUND_SATURATION) != 0) {
-            return {255, 0, 0, 0};
-        }
-        return {value, value, value, 0};
-    }
-}
-
-// The colour of every raw pixel. One look-up per pixel in this is several times faster than the two in the
-// look-up table and in a palette.
-std::vector<PixelBytes> ColoursOf(vexa::VELM_LUT<unsigned short, unsigned char> const & lut,
-                                  VELM_Channel_VisType vis)
-{
-    std::vector<PixelBytes> palette(256);
-    for (std::size_t value = 0; value < palette.size(); ++value) {
-        palette[value] = ColourOf(static_cast<unsigned char>(value), vis);
-    }
-    std::vector<PixelBytes> colours(std::size_t{1} << 16);
-    for (std::size_t value = 0; value < colours.size(); ++value) {
-        colours[value] = palette[lut.Get(static_cast<unsigned short>(value))];
-    }
-    return colours;
-}
-
-// Writes one row of the picture.
-void PaintRow(std::vector<unsigned short> const & row, std::vector<PixelBytes> const & colours,
-              unsigned char * target)
-{
-    std::size_t const last = row.size() - 1;
-    for (std::size_t c = 0; c < last; ++c, target += 3) {
-        std::memcpy(target, colours[row[c]].data(), 4); // the fourth byte is the next pixel's first
-    }
-    std::memcpy(target, colours[row[last]].data(), 3);
-}
 
 // The calibrated pixel, cut down to 16 bits.
 unsigned short Calibrate(unsigned short value, unsigned short divisor, double mean)
@@ -152,15 +101,21 @@ int VELM_FrameBuffer::GetShift(unsigned int index) const
     return (index + 1) % _dx == 0 ? _step + _row_jump * static_cast<int>(_dx) * 2 : _step;
 }
 
-void VELM_FrameBuffer::CopyRow(unsigned int row, std::ptrdiff_t & position, unsigned short * target) const
+void VELM_FrameBuffer::CopyRun(std::ptrdiff_t position, std::size_t count, unsigned short * target,
+                               void const * soon) const
 {
     unsigned short const * const source = _data + position;
     if (_step > 0) {
-        std::copy_n(source, _dx, target);
+        CopyBytes(source, count * sizeof(*source), target, soon);
     } else {
-        std::reverse_copy(source + 1 - std::ptrdiff_t{_dx}, source + 1, target);
+        CopyReversed(source + 1 - static_cast<std::ptrdiff_t>(count), count, target, soon);
     }
-    position += (std::ptrdiff_t{_dx} - 1) * _step + GetShift(row * _dx + _dx - 1);
+}
+
+std::ptrdiff_t VELM_FrameBuffer::RowPosition(unsigned int row) const
+{
+    std::ptrdiff_t const shift = (std::ptrdiff_t{_dx} - 1) * _step + GetShift(_dx - 1);
+    return _first + std::ptrdiff_t{row} * shift;
 }
 
 void VELM_FrameBuffer::Map(vexa::Image3d<unsigned short> & img, unsigned int target_slice) const
@@ -173,9 +128,33 @@ void VELM_FrameBuffer::Map(vexa::Image3d<unsigned short> & img, unsigned int tar
     if (start > img.GetCount() || GetSize() > img.GetCount() - start || GetSize() == 0 || _data == nullptr) {
         return; // going on after a failed assertion must not write into foreign memory
     }
-    std::ptrdiff_t position = _first;
-    for (unsigned int r = 0; r < _dy; ++r) {
-        CopyRow(r, position, img.GetFirstVoxelAddr() + start + std::size_t{r} * _dx);
+    // Without a jump from row to row the whole frame is one run.
+    unsigned int const rows = _row_jump == 0 ? _dy : 1;
+    std::size_t const run = std::size_t{rows} * _dx;
+    unsigned short * target = img.GetFirstVoxelAddr() + start;
+    for (unsigned int r = 0; r < _dy; r += rows, target += run) {
+        // Either the source's rows are read backwards, or each row of the target is written so.
+        bool const is_last = r + rows == _dy;
+        void const * const next = _step > 0 ? _data + RowPosition(is_last ? r : r + 1) : target + run;
+        CopyRun(RowPosition(r), run, target, is_last ? nullptr : next);
+    }
+}
+
+void VELM_FrameBuffer::PaintRows(FramePainter const & painter,
+                                 vexa::Image3d<unsigned short> const * calib_img, double mean,
+                                 unsigned int begin, unsigned int end, unsigned char * target,
+                                 std::ptrdiff_t stride) const
+{
+    bool const as_it_is = _step > 0 && calib_img == nullptr;
+    std::vector<unsigned short> row(_dx);
+    for (unsigned int r = begin; r < end; ++r, target += stride) {
+        if (!as_it_is) {
+            CopyRun(RowPosition(r), _dx, row.data(), nullptr);
+        }
+        if (calib_img != nullptr) {
+            CalibrateRow(row, calib_img->GetFirstVoxelAddr() + std::size_t{r} * _dx, mean);
+        }
+        painter.Paint(as_it_is ? _data + RowPosition(r) : row.data(), _dx, target);
     }
 }
 
@@ -207,16 +186,14 @@ void VELM_FrameBuffer::Map(wxImage * img, vexa::VELM_LUT<unsigned short, unsigne
         (calib_img != nullptr && calib_img->GetCount() < GetSize())) {
         return; // as above
     }
-    std::vector<PixelBytes> const colours = ColoursOf(lut, vis);
-    std::vector<unsigned short> row(_dx);
-    std::ptrdiff_t position = _first;
-    for (unsigned int r = 0; r < _dy; ++r) {
-        CopyRow(r, position, row.data());
-        if (calib_img != nullptr) {
-            CalibrateRow(row, calib_img->GetFirstVoxelAddr() + std::size_t{r} * _dx, mean);
-        }
-        PaintRow(row, colours, img->GetData() + 3 * (first + r * width));
-    }
+    FramePainter const painter(lut, vis);
+    unsigned char * const target = img->GetData() + 3 * first;
+    constexpr unsigned int band = 128; // rows that a thread takes at a time
+    vexa::ParallelFor((_dy + band - 1) / band, [&](std::size_t number) {
+        unsigned int const begin = static_cast<unsigned int>(number) * band;
+        PaintRows(painter, calib_img, mean, begin, std::min(_dy, begin + band), target + 3 * width * begin,
+                  3 * width);
+    });
 }
 
 } // namespace velm

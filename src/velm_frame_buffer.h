@@ -12,6 +12,8 @@
 
 namespace velm {
 
+class FramePainter;
+
 // The block of 16-bit pixels into which a camera driver writes one frame.
 //
 // It knows how the frame lies on the chip and in which direction its rows and columns run, and hands it out
@@ -74,9 +76,18 @@ class VELM_API VELM_FrameBuffer {
     void ComputeMappingParams();
     int GetShift(unsigned int index) const;
 
-    // Copies a row of pixels out as the picture shows it; position is that of its first pixel, and moves on
-    // to that of the next row's. row counts from 0 in the picture.
-    void CopyRow(unsigned int row, std::ptrdiff_t & position, unsigned short * target) const;
+    // Copies so many pixels out as the picture shows them: a row or, where no row jumps, several. position:
+    // that of the pixel to be read first. soon: as in CopyBytes.
+    void CopyRun(std::ptrdiff_t position, std::size_t count, unsigned short * target,
+                 void const * soon) const;
+
+    // The position of the pixel that is read first for a row of the picture.
+    std::ptrdiff_t RowPosition(unsigned int row) const;
+
+    // Paints the rows from begin up to end, of which target is the first one's place in the picture, and its
+    // rows lie stride bytes apart. calib_img and mean: as in Map.
+    void PaintRows(FramePainter const & painter, vexa::Image3d<unsigned short> const * calib_img, double mean,
+                   unsigned int begin, unsigned int end, unsigned char * target, std::ptrdiff_t stride) const;
 
     unsigned short * _data = nullptr;
     unsigned int _dx = 0;

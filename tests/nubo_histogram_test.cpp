@@ -1,5 +1,6 @@
 #include "nubo/histogram.h"
 
+#include "support/every_machine.h"
 #include "support/temp_directory.h"
 #include "vexacore/exceptions.h"
 
@@ -61,6 +62,56 @@ TEST(Histogram, SharesTheRangeOutToItsBins)
     EXPECT_EQ(histogram.GetBinPos(21845), 0U);
     EXPECT_EQ(histogram.GetBinPos(21846), 1U);
     EXPECT_EQ(histogram.GetBinPos(65535), 2U);
+}
+
+// Counts one by one.
+std::vector<std::uint32_t> CountedSlowly(Histogram histogram, std::vector<unsigned short> const & values)
+{
+    for (unsigned short const value : values) {
+        ++histogram.GetBins()[histogram.GetBinPos(value)];
+    }
+    return histogram.GetBins();
+}
+
+// So many values: stretches that are constant between stretches that are not, some of all 16 bits.
+std::vector<unsigned short> Stretches(std::size_t count)
+{
+    std::vector<unsigned short> values;
+    std::uint32_t state = 11;
+    auto const next = [&] { return (state = state * 1664525U + 1013904223U) >> 8; };
+    while (values.size() < count) {
+        std::uint32_t const mask = next() % 4 == 0 ? 0xFFFFU : next() % 4 == 0 ? 0xFFFU : 0U;
+        auto const base = static_cast<unsigned short>(next());
+        std::size_t const length = std::min<std::size_t>(count - values.size(), next() % 400);
+        std::generate_n(std::back_inserter(values), length,
+                        [&] { return static_cast<unsigned short>(base ^ (next() & mask)); });
+    }
+    return values;
+}
+
+TEST(Histogram, CountsEveryValueOnAnyMachine)
+{
+    for (std::size_t const count : {0, 1, 63, 64, 65, 65535, 65536, 65537, 100003, 2500001}) {
+        std::vector<unsigned short> const values = Stretches(count);
+        std::vector<std::uint32_t> const expected = CountedSlowly(FullRange(), values);
+        OnEveryMachine([&] {
+            Histogram histogram = FullRange();
+            histogram.Count(values.data(), values.size());
+            EXPECT_TRUE(histogram.GetBins() == expected) << count << " values";
+        });
+    }
+}
+
+TEST(Histogram, CountsOnFromWhatItHasIntoBinsOfAnyRange)
+{
+    std::vector<unsigned short> const values = Stretches(200000);
+    Histogram histogram;
+    histogram.Init(100, 40000, 7);
+    histogram.GetBins()[0] = 5;
+    histogram.GetBins()[6] = 0xFFFFFFFFU;
+    std::vector<std::uint32_t> const expected = CountedSlowly(histogram, values);
+    histogram.Count(values.data(), values.size());
+    EXPECT_EQ(histogram.GetBins(), expected);
 }
 
 class HistogramFile : public testing::Test {

@@ -1,6 +1,7 @@
 #include "velm_frame_buffer.h"
 
 #include "support/assert_recorder.h"
+#include "support/every_machine.h"
 #include "support/log_recorder.h"
 #include "support/private_access.h"
 #include "support/voxels.h"
@@ -178,6 +179,27 @@ TEST(VelmFrameBuffer, MapsEveryReadOutDirectionTheRightWayRound)
     }
 }
 
+TEST(VelmFrameBuffer, MapsFramesOfAnyWidthAlikeOnAnyMachine)
+{
+    for (bool const flip_x : {false, true}) {
+        for (bool const flip_y : {false, true}) {
+            for (unsigned int dx = 1; dx < 70; ++dx) {
+                VELM_FrameBuffer buffer(dx, 3, 1, 1, 0, 0, flip_x, flip_y);
+                Fill(buffer);
+                std::vector<unsigned short> expected(dx * 3, 7);
+                std::vector<unsigned short> const frame = Straightened(buffer);
+                expected.insert(expected.end(), frame.begin(), frame.end());
+                expected.resize(expected.size() + dx * 3, 7);
+                OnEveryMachine([&] {
+                    auto image = ConstantImage<unsigned short>(dx, 3, 3, 7);
+                    buffer.Map(image, 1);
+                    EXPECT_EQ(Voxels(image), expected) << dx;
+                });
+            }
+        }
+    }
+}
+
 TEST(VelmFrameBuffer, RowOfAFrameOfManyWithFlippedColumnsGoesOnInTheNextRow)
 {
     VELM_FrameBuffer buffer(3, 2, 1, 1, 0, 0, false, true);
@@ -299,6 +321,99 @@ TEST(VelmFrameBuffer, ColoursBySaturationMarksInGreyOnly)
     EXPECT_EQ(Shown(100, 16), (Pixel{0, 100, 0}));
     EXPECT_EQ(Shown(100, 32), (Pixel{0, 0, 100}));
     EXPECT_EQ(Shown(256, VIS_GREY), white) << "over-exposed";
+}
+
+// The colours of a frame, pixel by pixel.
+std::vector<int> PaintedSlowly(VELM_FrameBuffer const & buffer, Table const & table, VELM_Channel_VisType vis)
+{
+    std::vector<int> bytes;
+    for (unsigned short const pixel : Straightened(buffer)) {
+        int const grey = table.Get(pixel);
+        bool const is_grey = GetVisTypeColour(vis) == VIS_GREY;
+        bool const is_nothing = is_grey && grey == 0 && (vis & VIS_BACKGROUND_SATURATION) != 0;
+        bool const is_top = is_grey && grey == 255 && (vis & VIS_FOREGROUND_SATURATION) != 0;
+        auto const shown = [&](VELM_Channel_VisType plane) {
+            return is_grey || GetVisTypeColour(vis) == plane ? grey : 0;
+        };
+        bytes.push_back(is_nothing ? 0 : shown(VIS_RED));
+        bytes.push_back(is_nothing || is_top ? 0 : shown(VIS_GREEN));
+        bytes.push_back(is_nothing ? 255 : is_top ? 0 : shown(VIS_BLUE));
+    }
+    return bytes;
+}
+
+// Tables that select bits, those at the ends included, and some that do something else.
+std::vector<Table> TablesOfAllKinds()
+{
+    std::vector<Table> tables(1); // a straight line over all values
+    for (int const last_bit : {0, 3, 8, 9, 12, 15, 16, 17, 20}) {
+        tables.emplace_back();
+        tables.back().Select8Bits(last_bit);
+    }
+    tables.emplace_back();
+    tables.back().CreateLinearMapping(100, 3000, 0, 255);
+    tables.emplace_back();
+    tables.back().Init(256, 0, 255); // a narrow range: all else is as its ends
+    tables.back().CreateLinearMapping(0, 255, 255, 0);
+    return tables;
+}
+
+TEST(VelmFrameBuffer, ShowsFramesOfAnyWidthAlikeOnAnyMachine)
+{
+    std::uint32_t state = 77;
+    auto const next = [&] { return (state = state * 1664525U + 1013904223U) >> 12; };
+    std::vector<Table> const tables = TablesOfAllKinds();
+    for (std::size_t round = 0; round < 8 * tables.size(); ++round) {
+        Table const & table = tables[round % tables.size()];
+        auto const vis = static_cast<VELM_Channel_VisType>(next() % 64);
+        unsigned int const dx = 1 + next() % 70;
+        VELM_FrameBuffer buffer(dx, 3, 1, 1, 0, 0, next() % 2 == 0, next() % 2 == 0);
+        std::generate_n(buffer.GetAddr(), buffer.GetSize(),
+                        [&] { return static_cast<unsigned short>(next() >> next() % 17); });
+        std::vector<int> const expected = PaintedSlowly(buffer, table, vis);
+        OnEveryMachine([&] {
+            wxImage picture(static_cast<int>(dx), 3);
+            buffer.Map(&picture, table, nullptr, 0.0, vis, false);
+            EXPECT_EQ(std::vector<int>(picture.GetData(), picture.GetData() + 9 * dx), expected)
+                << "table " << round % tables.size() << ", vis " << vis << ", width " << dx;
+        });
+    }
+}
+
+TEST(VelmFrameBuffer, ShowsATallFrameAlikeOnAnyMachine)
+{
+    VELM_FrameBuffer buffer(17, 700, 1, 1, 0, 0, true, false); // rows for several threads
+    std::uint32_t state = 5;
+    std::generate_n(buffer.GetAddr(), buffer.GetSize(), [&] {
+        return static_cast<unsigned short>((state = state * 1664525U + 1013904223U) >> 22);
+    });
+    auto const calibration = ConstantImage<unsigned short>(17, 700, 1, 3);
+    std::vector<int> const plain = PaintedSlowly(buffer, Plain(), VIS_GREY);
+    OnEveryMachine([&] {
+        wxImage picture(17, 700);
+        auto const bytes = [&] {
+            return std::vector<int>(picture.GetData(), picture.GetData() + plain.size());
+        };
+        buffer.Map(&picture, Plain(), nullptr, 0.0, VIS_GREY, false);
+        EXPECT_TRUE(bytes() == plain);
+        buffer.Map(&picture, Plain(), &calibration, 3.0, VIS_GREY, false);
+        EXPECT_TRUE(bytes() == plain);
+    });
+}
+
+TEST(VelmFrameBuffer, ShowingLeavesThePictureBesideTheFrameAlone)
+{
+    VELM_FrameBuffer buffer(33, 1, 1, 1, 1, 1, false, false);
+    Fill(buffer);
+    OnEveryMachine([&] {
+        wxImage picture(35, 3);
+        picture.Clear(9);
+        buffer.Map(&picture, Plain(), nullptr, 0.0, VIS_GREY, true);
+        EXPECT_EQ(PixelAt(picture, 0, 1), Pixel(3, 9));
+        EXPECT_EQ(PixelAt(picture, 1, 1), Pixel(3, 100));
+        EXPECT_EQ(PixelAt(picture, 33, 1), Pixel(3, 132));
+        EXPECT_EQ(PixelAt(picture, 34, 1), Pixel(3, 9));
+    });
 }
 
 // Calibrates one pixel and returns what a table of all 16 bits makes of it.

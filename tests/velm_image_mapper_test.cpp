@@ -1,5 +1,7 @@
 #include "velm_image_mapper.h"
 
+#include "vexacore/cpu.h"
+
 #include <algorithm>
 #include <cstdint>
 
@@ -73,21 +75,25 @@ TEST(VelmImageMapper, ShowsWhatThePlainDefinitionShowsForAnyGeometry)
         state = state * 1664525U + 1013904223U;
         return static_cast<int>((state >> 8) % static_cast<std::uint32_t>(limit));
     };
-    for (int round = 0; round < 3000; ++round) {
-        wxImage source = Picture(1 + below(12), 1 + below(12));
-        wxImage target = Canvas(1 + below(20), 1 + below(20));
-        int const x = below(60) - 25;
-        int const y = below(60) - 25;
+    for (int round = 0; round < 6000; ++round) {
+        int const most =
+            round % 2 == 0 ? 12 : 90; // few pixels, and enough for what is done by several at once
+        wxImage source = Picture(1 + below(most), 1 + below(most));
+        wxImage target = Canvas(1 + below(2 * most), 1 + below(20));
+        int const x = below(5 * most) - 2 * most;
+        int const y = below(5 * most) - 2 * most;
         int const zoom = below(9) - 4;
         int const sx = 1 + below(3);
         int const sy = 1 + below(3);
         wxImage const expected = Expected(source, target, x, y, zoom, sx, sy);
+        vexa::SetInstructionSet(round % 4 < 2 ? vexa::InstructionSet::Avx2 : vexa::InstructionSet::Plain);
         VELM_ImageMapper(&source).Map(&target, x, y, zoom, sx, sy);
         ASSERT_EQ(Bytes(target), Bytes(expected))
             << "source " << source.GetWidth() << " x " << source.GetHeight() << ", target "
             << target.GetWidth() << " x " << target.GetHeight() << ", at " << x << ", " << y << ", zoom "
             << zoom << ", factors " << sx << ", " << sy;
     }
+    vexa::SetInstructionSet(vexa::InstructionSet::Avx2);
 }
 
 TEST(VelmImageMapper, ScalesUpFromTheMiddleOfACell)

@@ -1,5 +1,6 @@
 #include "vexaalgo/projection.h"
 
+#include "support/every_machine.h"
 #include "support/voxels.h"
 
 namespace velm::test {
@@ -24,6 +25,28 @@ TEST(AfImage, IsTheLargestValueOfEachColumn)
                     highest = std::max(highest, image.GetVoxel(x, y, z));
                 }
                 ASSERT_EQ(projection.GetVoxel(x, y, 0), highest);
+            }
+        }
+    }
+}
+
+TEST(AfImage, IsTheSameOnAnyMachine)
+{
+    // Planes from a voxel to several parts that threads share, and depths around the four slices at a time.
+    for (unsigned int const width : {1U, 15U, 16U, 17U, 4095U, 4097U}) {
+        for (unsigned int const height : {1U, 3U, 150U}) {
+            for (unsigned int const depth : {1U, 2U, 4U, 5U, 6U, 9U}) {
+                auto const image = PatternImage<unsigned short>(width, height, depth, width + depth);
+                std::vector<unsigned short> expected(image.begin(), image.begin() + width * height);
+                for (std::size_t i = expected.size(); i < image.GetCount(); ++i) {
+                    unsigned short & highest = expected[i % expected.size()];
+                    highest = std::max(highest, image.GetVoxel(i));
+                }
+                OnEveryMachine([&] {
+                    Image3d<unsigned short> projection;
+                    vexa::Get_AF_XY(image, projection);
+                    ASSERT_TRUE(Voxels(projection) == expected) << image.size;
+                });
             }
         }
     }

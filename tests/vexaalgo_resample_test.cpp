@@ -1,5 +1,6 @@
 #include "vexaalgo/resample.h"
 
+#include "support/every_machine.h"
 #include "support/voxels.h"
 
 #include <cmath>
@@ -67,6 +68,57 @@ TEST(Resize, FollowsTheDefinitionForAnySizes)
             }
         }
     }
+}
+
+// The mean over the area that a new pixel covers, in whole numbers: the parts of an old position that a new
+// one covers, in units of 1/to, are its weight. Halves are rounded up.
+std::vector<unsigned short> ShrunkExactly(Image3d<unsigned short> const & in, Sizes const & size)
+{
+    auto const parts = [](std::uint64_t old_position, std::uint64_t new_position, std::uint64_t from,
+                          std::uint64_t to) {
+        std::uint64_t const begin = std::max(old_position * to, new_position * from);
+        std::uint64_t const end = std::min((old_position + 1) * to, (new_position + 1) * from);
+        return end > begin ? end - begin : 0;
+    };
+    std::uint64_t const area = std::uint64_t{in.size.x} * in.size.y;
+    std::vector<unsigned short> result;
+    for (unsigned int j = 0; j < size.y; ++j) {
+        for (unsigned int i = 0; i < size.x; ++i) {
+            std::uint64_t sum = 0;
+            for (unsigned int y = 0; y < in.size.y; ++y) {
+                std::uint64_t const row = parts(y, j, in.size.y, size.y);
+                for (unsigned int x = 0; row > 0 && x < in.size.x; ++x) {
+                    sum += row * parts(x, i, in.size.x, size.x) * in.GetVoxel(x, y, 0);
+                }
+            }
+            result.push_back(static_cast<unsigned short>((2 * sum + area) / (2 * area)));
+        }
+    }
+    return result;
+}
+
+TEST(Resize, ShrinksExactlyOnAnyMachine)
+{
+    Sizes const sizes[][2] = {
+        {{64, 64, 1}, {16, 16, 1}}, {{61, 47, 1}, {7, 5, 1}},  {{61, 47, 1}, {60, 46, 1}},
+        {{61, 47, 1}, {61, 5, 1}},  {{61, 47, 1}, {5, 47, 1}}, {{61, 47, 1}, {61, 47, 1}},
+        {{300, 2, 1}, {11, 1, 1}},  {{1, 300, 1}, {1, 11, 1}}, {{1, 1, 1}, {1, 1, 1}}};
+    for (auto const & [from, to] : sizes) {
+        auto in = PatternImage<unsigned short>(from.x, from.y, 1, from.x + to.x);
+        for (std::size_t i = 0; i < in.GetCount(); i += 3) {
+            in.SetVoxel(i, static_cast<unsigned short>(65535)); // sums as large as they get
+        }
+        std::vector<unsigned short> const expected = ShrunkExactly(in, to);
+        OnEveryMachine([&] { EXPECT_EQ(Voxels(Resized(in, to)), expected) << from << " to " << to; });
+    }
+}
+
+TEST(Resize, ShrinksAxesThatAreTooLongForWholeNumbers)
+{
+    auto const in = ConstantImage<unsigned short>(70000, 2, 1, 65535);
+    EXPECT_EQ(Voxels(Resized(in, Sizes(3, 1, 1))), std::vector<unsigned short>(3, 65535));
+    auto const tall = ConstantImage<unsigned short>(2, 70000, 1, 65535);
+    EXPECT_EQ(Voxels(Resized(tall, Sizes(1, 3, 1))), std::vector<unsigned short>(3, 65535));
 }
 
 TEST(Resize, LeavesAConstantImageConstant)

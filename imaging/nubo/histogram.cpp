@@ -2,8 +2,11 @@
 
 #include "vexacore/exceptions.h"
 #include "vexacore/file_io.h"
+#include "vexacore/parallel.h"
 
 #include <algorithm>
+#include <cstring>
+#include <functional>
 #include <libdeflate.h>
 #include <limits>
 #include <string>
@@ -96,6 +99,67 @@ bool TakeRuns(NumberReader & reader, std::size_t content_end, std::vector<std::u
     return reader.IsGood();
 }
 
+// One counter for each value.
+using Counters = std::vector<std::uint32_t>;
+
+constexpr std::size_t all_values = std::size_t{1} << 16;
+
+// So many values are looked at together.
+constexpr std::size_t group = 64;
+
+// Below this number of values clearing counters costs more than it saves.
+constexpr std::size_t few = std::size_t{1} << 16;
+
+// What a thread is to count for its counters to be worth the while.
+constexpr std::size_t part_length = std::size_t{1} << 20;
+
+bool IsConstant(unsigned short const * values)
+{
+    std::uint64_t const four = values[0] * std::uint64_t{0x0001000100010001};
+    std::uint64_t differences = 0;
+    for (std::size_t i = 0; i < group; i += 4) {
+        std::uint64_t word = 0;
+        std::memcpy(&word, values + i, sizeof word);
+        differences |= word ^ four;
+    }
+    return differences == 0;
+}
+
+void CountGroup(unsigned short const * values, std::uint32_t * even, std::uint32_t * odd)
+{
+    for (std::size_t i = 0; i < group; i += 4) {
+        std::uint64_t word = 0; // one fetch for four values; their order doesn't matter
+        std::memcpy(&word, values + i, sizeof word);
+        ++even[word & 0xFFFF];
+        ++odd[(word >> 16) & 0xFFFF];
+        ++even[(word >> 32) & 0xFFFF];
+        ++odd[word >> 48];
+    }
+}
+
+// Adds to one counter for each value. Neighbours are often equal, and a counter that was just stored is slow
+// to fetch again: so they go to different counters at first. Groups of one value only, as in a dark or
+// saturated frame, count at once.
+void CountValues(unsigned short const * values, std::size_t count, std::uint32_t * counters)
+{
+    Counters odd;
+    std::size_t const grouped = count - count % group;
+    for (std::size_t i = 0; i < grouped; i += group) {
+        if (IsConstant(values + i)) {
+            counters[values[i]] += group;
+        } else {
+            odd.resize(all_values);
+            CountGroup(values + i, counters, odd.data());
+        }
+    }
+    for (std::size_t i = grouped; i < count; ++i) {
+        ++counters[values[i]];
+    }
+    for (std::size_t value = 0; value < odd.size(); ++value) {
+        counters[value] += odd[value];
+    }
+}
+
 } // namespace
 
 template <typename T>
@@ -125,6 +189,37 @@ void Histogram<T>::Init(T low, T high, std::size_t bins)
     _bins.assign(bins, 0);
     _low = low;
     _high = high;
+}
+
+template <typename T>
+void Histogram<T>::Count(T const * values, std::size_t count)
+{
+    if (count < few) {
+        std::for_each(values, values + count, [this](T value) { ++_bins[GetBinPos(value)]; });
+        return;
+    }
+    if (_bins.size() != all_values) {
+        Histogram all;
+        all.Init(0, std::numeric_limits<T>::max(), all_values);
+        all.Count(values, count);
+        for (std::size_t value = 0; value < all_values; ++value) {
+            _bins[GetBinPos(static_cast<T>(value))] += all._bins[value];
+        }
+        return;
+    }
+    std::size_t const parts = std::clamp<std::size_t>(count / part_length, 1, vexa::GetThreadCount());
+    std::vector<Counters> others(parts - 1); // the first part counts into the bins themselves
+    vexa::ParallelFor(parts, [&](std::size_t part) {
+        std::size_t const begin = count / parts * part;
+        std::size_t const end = part + 1 < parts ? count / parts * (part + 1) : count;
+        if (part > 0) {
+            others[part - 1].resize(all_values);
+        }
+        CountValues(values + begin, end - begin, part > 0 ? others[part - 1].data() : _bins.data());
+    });
+    for (Counters const & counters : others) {
+        std::transform(counters.begin(), counters.end(), _bins.begin(), _bins.begin(), std::plus<>());
+    }
 }
 
 template <typename T>

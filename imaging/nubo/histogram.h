@@ -12,7 +12,7 @@ namespace nubo {
 
 // Counts how often values occur, in bins of equal width over a closed range of values.
 //
-// The counters are the user's to increment and wrap around at 2^32. T is unsigned short.
+// The counters are the user's to increment, too, and wrap around at 2^32. T is unsigned short.
 template <typename T>
 class VEXA_API Histogram {
   public:
@@ -45,6 +45,9 @@ class VEXA_API Histogram {
     // The counters, one per bin, in one block; its address stays until Init, Load or an assignment.
     std::vector<std::uint32_t> & GetBins() { return _bins; }
     std::vector<std::uint32_t> const & GetBins() const { return _bins; }
+
+    // Adds every value to the counter of its bin, as GetBinPos tells it. There must be bins.
+    void Count(T const * values, std::size_t count);
 
     // Writes or reads the histogram file; docs/formats/hist.md tells its layout. False on any failure: Save
     // then leaves no file, or the one that was there before, and Load leaves the histogram as it was.

@@ -1,0 +1,30 @@
+#ifndef TESTS_SUPPORT_EVERY_MACHINE_H
+#define TESTS_SUPPORT_EVERY_MACHINE_H
+
+#include "vexacore/cpu.h"
+#include "vexacore/parallel.h"
+
+#include <gtest/gtest.h>
+
+namespace velm::test {
+
+// Runs the check as each kind of machine would: with each instruction set that there is here, and with one,
+// two and more threads than cores. Afterwards both are as at the start.
+template <typename Check>
+void OnEveryMachine(Check check)
+{
+    for (vexa::InstructionSet const set : {vexa::InstructionSet::Plain, vexa::InstructionSet::Avx2}) {
+        for (unsigned int const threads : {1U, 2U, 5U}) {
+            SCOPED_TRACE(testing::Message()
+                         << "instruction set " << static_cast<int>(set) << ", " << threads << " threads");
+            vexa::SetInstructionSet(set);
+            vexa::SetThreadCount(threads);
+            check();
+        }
+    }
+    vexa::SetThreadCount(0);
+}
+
+} // namespace velm::test
+
+#endif
