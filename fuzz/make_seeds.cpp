@@ -125,16 +125,16 @@ void WriteRecords(Seeds const & seeds, std::string const & scratch)
     fov.SetNumSlices(3);
     fov.SetStepZ(5);
     for (VELM_Channel channel : {MakeChannel(1, "Nuclei"), calibrated}) {
-        fov.AddChannel(channel);
-        wxDateTime const moment(static_cast<time_t>(1763733600));
-        fov.SetTimeInterval(fov.GetNumChannels() - 1, VELM_TimeInterval(moment, moment));
         depository.GetChannelListRef().Insert(channel);
     }
+    fov.AddChannel(calibrated); // one is enough: time goes with the length of the file
+    wxDateTime const moment(static_cast<time_t>(1763733600));
+    fov.SetTimeInterval(0, VELM_TimeInterval(moment, moment));
     depository.GetCoordListRef().Insert(fov.GetCoord());
     depository.GetCoordListRef().Insert(VELM_Coord(2, 0, 0, 0, 100, 100, 611, 611));
     depository.FOV_Save(fov);
     depository.Save();
-    seeds.Write("fov", "two_channels", ReadFile(scratch + "/records/rawdata/0001/fov.txt"));
+    seeds.Write("fov", "one_channel", ReadFile(scratch + "/records/rawdata/0001/fov.txt"));
     seeds.Write("channels", "two_channels", ReadFile(scratch + "/records/channels.cfg"));
     seeds.Write("coordinates", "two_places", ReadFile(scratch + "/records/coordinates.txt"));
     seeds.Write("calibration", "image", ReadFile(scratch + "/records/calib_images/ci_0001.txt"));

@@ -562,11 +562,11 @@ void PixelDeflater::Work::PutTriple(unsigned char const * source, BitWriter & ou
     std::uint32_t const first = _entries[LoadPixel(source)];
     std::uint32_t const second = _entries[LoadPixel(source + 2)];
     std::uint32_t const third = _entries[LoadPixel(source + 4)];
-    unsigned int const first_length = first >> entry_code_bits;
-    unsigned int const two_length = first_length + (second >> entry_code_bits);
+    unsigned int const one_length = first >> entry_code_bits;
+    unsigned int const two_length = one_length + (second >> entry_code_bits);
     unsigned int const length = two_length + (third >> entry_code_bits);
     std::uint64_t const two = (first & entry_code_mask) | std::uint64_t{second & entry_code_mask}
-                                                              << first_length;
+                                                              << one_length;
     if (length <= BitWriter::most) {
         out.Put(two | std::uint64_t{third & entry_code_mask} << two_length, length);
     } else {
