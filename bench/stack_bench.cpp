@@ -17,17 +17,22 @@ namespace {
 using namespace velm::bench;
 using Stack = vexa::Image3d<unsigned short>;
 
-// Reads the stack from memory as fast as a loop can that does hardly anything with it.
+// Reads the stack from memory as fast as a loop can that does hardly anything with it: at four places at
+// once, which memory delivers faster than one after the other.
 void ReadAll(Stack const & stack)
 {
-    constexpr std::size_t lanes = 8; // a few registers
-    std::uint64_t differences[lanes] = {};
+    constexpr std::size_t places = 4;
+    constexpr std::size_t words = 4; // of one place at a time
+    std::uint64_t differences[places][words] = {};
+    std::size_t const part = stack.GetCount() / places;
     unsigned short const * const voxels = stack.GetFirstVoxelAddr();
-    for (std::size_t i = 0; i + 4 * lanes <= stack.GetCount(); i += 4 * lanes) {
-        for (std::size_t lane = 0; lane < lanes; ++lane) {
-            std::uint64_t four = 0;
-            std::memcpy(&four, voxels + i + 4 * lane, sizeof four);
-            differences[lane] ^= four;
+    for (std::size_t i = 0; i + 4 * words <= part; i += 4 * words) {
+        for (std::size_t place = 0; place < places; ++place) {
+            for (std::size_t word = 0; word < words; ++word) {
+                std::uint64_t four = 0;
+                std::memcpy(&four, voxels + place * part + i + 4 * word, sizeof four);
+                differences[place][word] ^= four;
+            }
         }
     }
     Keep(differences);

@@ -128,13 +128,23 @@ void VELM_FrameBuffer::Map(vexa::Image3d<unsigned short> & img, unsigned int tar
     if (start > img.GetCount() || GetSize() > img.GetCount() - start || GetSize() == 0 || _data == nullptr) {
         return; // going on after a failed assertion must not write into foreign memory
     }
-    // Without a jump from row to row the whole frame is one run.
-    unsigned int const rows = _row_jump == 0 ? _dy : 1;
+    unsigned short * const target = img.GetFirstVoxelAddr() + start;
+    constexpr std::size_t part_length = std::size_t{1} << 20; // pixels that are worth a thread
+    std::size_t const parts = std::clamp<std::size_t>(GetSize() / part_length, 1, vexa::GetThreadCount());
+    auto const first_row = [&](std::size_t part) { return static_cast<unsigned int>(_dy * part / parts); };
+    vexa::ParallelFor(parts, [&](std::size_t part) {
+        CopyRows(first_row(part), first_row(part + 1), target + std::size_t{first_row(part)} * _dx);
+    });
+}
+
+void VELM_FrameBuffer::CopyRows(unsigned int begin, unsigned int end, unsigned short * target) const
+{
+    // Without a jump from row to row they are one run.
+    unsigned int const rows = _row_jump == 0 ? end - begin : 1;
     std::size_t const run = std::size_t{rows} * _dx;
-    unsigned short * target = img.GetFirstVoxelAddr() + start;
-    for (unsigned int r = 0; r < _dy; r += rows, target += run) {
+    for (unsigned int r = begin; r < end; r += rows, target += run) {
         // Either the source's rows are read backwards, or each row of the target is written so.
-        bool const is_last = r + rows == _dy;
+        bool const is_last = r + rows == end;
         void const * const next = _step > 0 ? _data + RowPosition(is_last ? r : r + 1) : target + run;
         CopyRun(RowPosition(r), run, target, is_last ? nullptr : next);
     }

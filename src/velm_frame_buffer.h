@@ -84,6 +84,9 @@ class VELM_API VELM_FrameBuffer {
     // The position of the pixel that is read first for a row of the picture.
     std::ptrdiff_t RowPosition(unsigned int row) const;
 
+    // Copies the rows from begin up to end as the picture shows them.
+    void CopyRows(unsigned int begin, unsigned int end, unsigned short * target) const;
+
     // Paints the rows from begin up to end, of which target is the first one's place in the picture, and its
     // rows lie stride bytes apart. calib_img and mean: as in Map.
     void PaintRows(FramePainter const & painter, vexa::Image3d<unsigned short> const * calib_img, double mean,

@@ -200,6 +200,22 @@ TEST(VelmFrameBuffer, MapsFramesOfAnyWidthAlikeOnAnyMachine)
     }
 }
 
+TEST(VelmFrameBuffer, MapsALargeFrameAlikeOnAnyMachine)
+{
+    for (bool const flip_x : {false, true}) {
+        for (bool const flip_y : {false, true}) {
+            VELM_FrameBuffer buffer(1500, 1999, 1, 1, 0, 0, flip_x, flip_y); // for several threads
+            Fill(buffer);
+            std::vector<unsigned short> const expected = Straightened(buffer);
+            OnEveryMachine([&] {
+                auto image = ConstantImage<unsigned short>(1500, 1999, 1, 7);
+                buffer.Map(image, 0);
+                EXPECT_TRUE(Voxels(image) == expected);
+            });
+        }
+    }
+}
+
 TEST(VelmFrameBuffer, RowOfAFrameOfManyWithFlippedColumnsGoesOnInTheNextRow)
 {
     VELM_FrameBuffer buffer(3, 2, 1, 1, 0, 0, false, true);

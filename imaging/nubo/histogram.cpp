@@ -145,7 +145,7 @@ void CountValues(unsigned short const * values, std::size_t count, std::uint32_t
     Counters odd;
     std::size_t const grouped = count - count % group;
     for (std::size_t i = 0; i < grouped; i += group) {
-        if (IsConstant(values + i)) {
+        if (values[i] == values[i + group - 1] && IsConstant(values + i)) {
             counters[values[i]] += group;
         } else {
             odd.resize(all_values);
