@@ -24,14 +24,15 @@ constexpr double microseconds_per_millisecond = 1000.0;
 constexpr char const * unknown = "Unknown";
 
 // Characters that no XML may hold become blanks.
-wxString Printable(wxString text)
+wxString Printable(wxString const & text)
 {
-    for (auto character : text) {
-        if (character < 0x20 && character != '\t' && character != '\n' && character != '\r') {
-            character = ' ';
-        }
+    wxString printable;
+    for (wxUniChar const character : text) {
+        bool const is_allowed =
+            character >= 0x20 || character == '\t' || character == '\n' || character == '\r';
+        printable += is_allowed ? character : wxUniChar(' ');
     }
-    return text;
+    return printable;
 }
 
 // An element of the document, which owns it.
