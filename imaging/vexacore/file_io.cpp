@@ -11,6 +11,7 @@
 #include <memory>
 #include <string_view>
 #include <sys/file.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
@@ -220,6 +221,17 @@ void OutputFile::Commit()
 void OutputFile::Reject(std::string const & reason) const
 {
     throw IOException("Cannot write '" + _path + "': " + reason);
+}
+
+void UseLargePages(void * block, std::size_t bytes)
+{
+    constexpr std::size_t page = std::size_t{1} << 21;
+    constexpr std::size_t worth_it = 4 * page;
+    auto const address = reinterpret_cast<std::uintptr_t>(block);
+    std::size_t const skip = (page - address % page) % page; // up to the first that lies in it as a whole
+    if (bytes >= worth_it) {
+        ::madvise(static_cast<char *>(block) + skip, (bytes - skip) / page * page, MADV_HUGEPAGE);
+    }
 }
 
 } // namespace vexa

@@ -460,6 +460,7 @@ void GzipReader::InflateAll(unsigned char * target) const
 {
     auto const length = static_cast<std::size_t>(_file.GetSize() - _position);
     std::unique_ptr<unsigned char[]> const packed(new unsigned char[length]); // not zeroed first
+    UseLargePages(packed.get(), length);
     _file.ReadAt(_position, packed.get(), length);
     // Bytes behind the member are allowed, so the form that reports how many it used.
     std::size_t used = 0;
