@@ -264,6 +264,42 @@ TEST_F(IcsFile, NameInTheHeaderIsShortAndFreeOfSeparators)
     EXPECT_NE(_directory.Read(".ics").find("filename\timage\n"), std::string::npos);
 }
 
+TEST_F(IcsFile, NotesComeBackAndAreHistoryInTheReferenceLibrary)
+{
+    std::string const name = "DAPI \xc2\xb5";
+    auto const image = ConstantImage<unsigned short>(3, 2, 1, 7);
+    for (bool const compress : {false, true}) {
+        image.SaveImage(Path().c_str(), FileFormat::FromName, compress, nullptr,
+                        {name, "2026-11-21T18:30:00"});
+        vexa::ImageNotes const notes = vexa::ReadImageNotes(Path().c_str(), FileFormat::FromName);
+        EXPECT_EQ(notes.channel, name);
+        EXPECT_EQ(notes.acquired, "2026-11-21T18:30:00");
+        EXPECT_EQ(Voxels(ReadContent(_directory.Read("image.ics"))), Voxels(image));
+
+        ICS * file = nullptr;
+        ASSERT_EQ(IcsOpen(&file, Path().c_str(), "r"), IcsErr_Ok);
+        char line[ICS_LINE_LENGTH] = {};
+        EXPECT_EQ(IcsGetHistoryString(file, line, IcsWhich_First), IcsErr_Ok);
+        EXPECT_EQ(line, "channel\t" + name);
+        EXPECT_EQ(IcsGetHistoryString(file, line, IcsWhich_Next), IcsErr_Ok);
+        EXPECT_STREQ(line, "acquired\t2026-11-21T18:30:00");
+        EXPECT_EQ(IcsClose(file), IcsErr_Ok);
+    }
+}
+
+TEST_F(IcsFile, NotesAreLeftOutWhenEmptyAndMadeToFitTheHeader)
+{
+    auto const image = ConstantImage<unsigned char>(1, 1, 1, 0);
+    image.SaveImage(Path().c_str(), FileFormat::FromName, false, nullptr, {"", ""});
+    EXPECT_EQ(_directory.Read("image.ics").find("history"), std::string::npos);
+    EXPECT_EQ(vexa::ReadImageNotes(Path().c_str(), FileFormat::FromName).channel, "");
+
+    std::string const odd = "a\tb\nend\n" + std::string(190, 'x');
+    image.SaveImage(Path().c_str(), FileFormat::FromName, false, nullptr, {odd + "\xc2\xb5\xc2\xb5", ""});
+    EXPECT_EQ(vexa::ReadImageNotes(Path().c_str(), FileFormat::FromName).channel,
+              "a_b_end_" + std::string(190, 'x') + "\xc2\xb5");
+}
+
 // An image as the reference library reads it.
 struct Reference {
     std::vector<std::size_t> sizes;
@@ -319,8 +355,8 @@ void ExpectReferenceAgrees(Image3d<T> const & image, bool compress, std::string 
 TEST_F(IcsFile, OpensInTheReferenceLibrary)
 {
     for (bool const compress : {false, true}) {
-        for (Sizes const & size : {Sizes(1, 1, 1), Sizes(64, 48, 1), Sizes(33, 17, 9), Sizes(5, 1, 300),
-                                   Sizes(701, 601, 1)}) {
+        for (Sizes const & size :
+             {Sizes(1, 1, 1), Sizes(64, 48, 1), Sizes(33, 17, 9), Sizes(5, 1, 300), Sizes(701, 601, 1)}) {
             auto wide = PatternImage<unsigned short>(size.x, size.y, size.z);
             wide.offset = {-1234.567F, 0.1F, 3e-5F};
             wide.resolution = Resolution(15.503876F, 15.4F, 1.0F / 3.0F);

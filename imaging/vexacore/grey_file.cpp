@@ -82,6 +82,11 @@ ImageHeader ReadImageHeader(char const * path, FileFormat format)
     return OpenGreyFile(path, format)->GetHeader();
 }
 
+ImageNotes ReadImageNotes(char const * path, FileFormat format)
+{
+    return OpenGreyFile(path, format)->GetNotes();
+}
+
 bool CountBytes(Vector3d<unsigned int> const & size, unsigned int bytes_per_voxel, std::uint64_t & bytes)
 {
     constexpr std::uint64_t limit = std::uint64_t{1} << 62;

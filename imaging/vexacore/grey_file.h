@@ -22,6 +22,7 @@ class GreyReader {
     GreyReader & operator=(GreyReader const &) = delete;
 
     ImageHeader const & GetHeader() const { return _header; }
+    ImageNotes const & GetNotes() const { return _notes; }
 
     // 1 or 2.
     unsigned int GetBytesPerVoxel() const { return _bytes_per_voxel; }
@@ -31,6 +32,7 @@ class GreyReader {
 
   protected:
     ImageHeader _header;
+    ImageNotes _notes;
     unsigned int _bytes_per_voxel = 0;
 };
 
@@ -39,6 +41,7 @@ struct GreyView {
     ImageHeader header;
     unsigned int bytes_per_voxel = 0; // 1 or 2
     unsigned char const * voxels = nullptr;
+    ImageNotes notes{};
 
     std::size_t GetByteCount() const
     {

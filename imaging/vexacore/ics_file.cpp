@@ -26,6 +26,10 @@ constexpr std::size_t largest_header = std::size_t{1} << 20;
 // Deflate cannot pack more than this many bytes into one.
 constexpr std::uint64_t largest_deflate_ratio = 1032;
 
+// Lines of the category "history", which other programs show, hold what the format has no place for.
+constexpr std::string_view channel_key = "channel";
+constexpr std::string_view acquired_key = "acquired";
+
 struct IcsHeader {
     Vector3d<unsigned int> size;
     Vector3d<float> offset;
@@ -33,6 +37,7 @@ struct IcsHeader {
     unsigned int bytes_per_voxel = 0;
     bool compressed = false;
     bool big_endian = machine_is_big_endian;
+    ImageNotes notes;
     std::size_t length = 0; // bytes up to the first one of the voxels
 };
 
@@ -83,6 +88,7 @@ class HeaderParser {
         FillLayout(header);
         FillRepresentation(header);
         FillGeometry(header);
+        header.notes = {std::string(_channel), std::string(_acquired)};
         return header;
     }
 
@@ -147,6 +153,12 @@ class HeaderParser {
                 _scale = values;
             } else if (words[1] == "units") {
                 _units = values;
+            }
+        } else if (words[0] == "history") {
+            if (words[1] == channel_key) {
+                _channel = values[0];
+            } else if (words[1] == acquired_key) {
+                _acquired = values[0];
             }
         }
         return false;
@@ -252,6 +264,8 @@ class HeaderParser {
     std::string_view _format;
     std::string_view _sign;
     std::string_view _compression;
+    std::string_view _channel;
+    std::string_view _acquired;
     Vector3d<std::size_t> _axis; // place of x, y and z in the tables, 0 when the axis is missing
 };
 
@@ -263,6 +277,7 @@ class IcsReader : public GreyReader {
         _header.size = _ics.size;
         _header.offset = _ics.offset;
         _header.resolution = _ics.resolution;
+        _notes = _ics.notes;
         _bytes_per_voxel = _ics.bytes_per_voxel;
         std::uint64_t const stored = _file.GetSize() - _ics.length;
         std::uint64_t const most = !_ics.compressed ? stored
@@ -348,16 +363,31 @@ class IcsReader : public GreyReader {
     std::uint64_t _bytes = 0; // of all voxels
 };
 
-// The name in the header is for people: without the directory and the ending, short, and free of separators.
-std::string NameForHeader(std::string_view path)
+// A text as a line of the header can hold it: short and free of separators, no character cut in two.
+std::string TextForHeader(std::string_view text)
 {
     constexpr std::size_t longest = 200;
-    std::string_view name = path.substr(path.find_last_of('/') + 1);
-    name = name.substr(0, std::min(name.rfind('.'), longest));
-    std::string clean(name);
+    std::size_t length = std::min(text.size(), longest);
+    while (length < text.size() && length > 0 && (text[length] & 0xc0) == 0x80) {
+        --length;
+    }
+    std::string clean(text.substr(0, length));
     std::replace_if(
         clean.begin(), clean.end(), [](unsigned char c) { return c < ' '; }, '_');
+    return clean;
+}
+
+// The name in the header is for people: without the directory and the ending.
+std::string NameForHeader(std::string_view path)
+{
+    std::string_view const name = path.substr(path.find_last_of('/') + 1);
+    std::string const clean = TextForHeader(name.substr(0, name.rfind('.')));
     return clean.empty() ? "image" : clean;
+}
+
+std::string NoteLine(std::string_view key, std::string const & text)
+{
+    return text.empty() ? "" : "\nhistory\t" + std::string(key) + '\t' + TextForHeader(text);
 }
 
 std::string MakeHeader(char const * path, GreyView const & image, bool compress)
@@ -386,7 +416,9 @@ std::string MakeHeader(char const * path, GreyView const & image, bool compress)
             text += '\t' + NumberText(1.0 / double{resolution.GetRes()[i]});
         }
     }
-    return text + "\nparameter\tunits\trelative\tmicrometers\tmicrometers\tmicrometers\nend\n";
+    text += "\nparameter\tunits\trelative\tmicrometers\tmicrometers\tmicrometers";
+    text += NoteLine(channel_key, image.notes.channel) + NoteLine(acquired_key, image.notes.acquired);
+    return text + "\nend\n";
 }
 
 } // namespace

@@ -236,14 +236,22 @@ void Image3d<T>::ReadImage(char const * path, Box const * box, bool keep_geometr
 template <typename T>
 void Image3d<T>::SaveImage(char const * path, FileFormat format, bool compress, Box const * box) const
 {
+    SaveImage(path, format, compress, box, ImageNotes());
+}
+
+template <typename T>
+void Image3d<T>::SaveImage(char const * path, FileFormat format, bool compress, Box const * box,
+                           ImageNotes const & notes) const
+{
     if (box != nullptr) {
-        Image3d(*this, box).SaveImage(path, format, compress, nullptr);
+        Image3d(*this, box).SaveImage(path, format, compress, nullptr, notes);
         return;
     }
     GreyView view;
     view.header = {size, offset, resolution};
     view.bytes_per_voxel = sizeof(T);
     view.voxels = reinterpret_cast<unsigned char const *>(begin());
+    view.notes = notes;
     SaveGreyFile(path, format, view, compress);
 }
 
@@ -262,7 +270,9 @@ void Image3d<T>::SaveImage(char const * path, FileFormat format, bool compress, 
 #define VEXA_INSTANTIATE_FILES(T)                                                                            \
     template VEXA_API void Image3d<T>::ReadImage(char const *, Box const *, bool, int,                       \
                                                  Vector3d<float> const *, Resolution const *);               \
-    template VEXA_API void Image3d<T>::SaveImage(char const *, FileFormat, bool, Box const *) const;
+    template VEXA_API void Image3d<T>::SaveImage(char const *, FileFormat, bool, Box const *) const;         \
+    template VEXA_API void Image3d<T>::SaveImage(char const *, FileFormat, bool, Box const *,                \
+                                                 ImageNotes const &) const;
 
 VEXA_INSTANTIATE_CONTAINER(unsigned char)
 VEXA_INSTANTIATE_CONTAINER(unsigned short)

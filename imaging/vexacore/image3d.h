@@ -103,6 +103,10 @@ class VEXA_API Image3d {
     // an image without voxels, and InternalException when the box reaches outside the image.
     void SaveImage(char const * path, FileFormat format, bool compress, Box const * box) const;
 
+    // The same with notes for other programs, where the format has room for them.
+    void SaveImage(char const * path, FileFormat format, bool compress, Box const * box,
+                   ImageNotes const & notes) const;
+
   private:
     std::unique_ptr<T[]> _voxels;
 };

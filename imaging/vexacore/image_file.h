@@ -4,6 +4,8 @@
 #include "vexacore/export.h"
 #include "vexacore/geometry.h"
 
+#include <string>
+
 namespace vexa {
 
 // Image file formats. The values 0 and 8 are permanent.
@@ -21,8 +23,17 @@ struct ImageHeader {
     Resolution resolution;       // voxels per micron; undefined when the file has no scale
 };
 
+// What a file may tell of its image besides, for other programs. A text that is empty isn't there.
+struct ImageNotes {
+    std::string channel;  // the channel's name, UTF-8, one line
+    std::string acquired; // when the image was taken, in the form of ISO 8601, such as 2026-11-21T18:30:00
+};
+
 // Reads only the header of the image file. Throws IOException when the file is missing or not such a file.
 VEXA_API ImageHeader ReadImageHeader(char const * path, FileFormat format);
+
+// Reads only the notes of the image file, in the same way. Formats other than ICS are not searched for them.
+VEXA_API ImageNotes ReadImageNotes(char const * path, FileFormat format);
 
 } // namespace vexa
 
