@@ -193,8 +193,8 @@ void OutputFile::WriteAt(std::uint64_t position, void const * source, std::size_
         if (put < 0 && errno == EINTR) {
             continue;
         }
-        if (put < 0) {
-            ThrowSystemError("write", _path, errno);
+        if (put <= 0) {
+            ThrowSystemError("write", _path, put < 0 ? errno : EIO);
         }
         in += put;
         position += static_cast<std::uint64_t>(put);

@@ -48,8 +48,8 @@ class BoxSpans {
     std::uint64_t _plane_step;
 };
 
-// Writes the bytes as one gzip member, compressed on all cores. Needs some 0.8 MB for each thread and never
-// more than 40 MB. The same bytes give the same member, whatever the number of threads. Throws IOException.
+// Writes the bytes as one gzip member, compressed on all cores. Needs about 1.5 MB for each of them and never
+// more than 50 MB. The same bytes give the same member, whatever the number of threads. Throws IOException.
 void WriteGzip(OutputFile & file, unsigned char const * bytes, std::uint64_t count);
 
 // The gzip member that begins at a position of a file. Its operations throw IOException.

@@ -103,7 +103,7 @@ class VEXA_API Image3d {
     // an image without voxels, and InternalException when the box reaches outside the image.
     void SaveImage(char const * path, FileFormat format, bool compress, Box const * box) const;
 
-    // The same with notes for other programs, where the format has room for them.
+    // The same with notes for other programs, which ICS files hold and others leave out.
     void SaveImage(char const * path, FileFormat format, bool compress, Box const * box,
                    ImageNotes const & notes) const;
 

@@ -14,10 +14,10 @@ namespace vexa {
 // Compresses 16-bit pixels, several times as fast as a writer that takes them for any bytes.
 //
 // Of a camera's pixel one byte is mostly noise and the other nearly constant, so that long repetitions don't
-// exist and are not looked for. Pixels are coded two at a time, either as a repetition of the same two pixels
-// where they were seen last, or as four literals whose codes come from one table look-up per pixel, whichever
-// is shorter; the choice takes no branch. Runs of one value become long repetitions. The Huffman codes are
-// made from a sample of the pixels.
+// exist and are not looked for. Pixels are coded three at a time, either as a repetition of the same three
+// where they were seen last, which pays in dark parts, or as six literals whose codes come from one table
+// look-up per pixel. Runs of one value become long repetitions. The Huffman codes are made for each call from
+// a sample of what was found.
 //
 // The result depends on the pixels alone, not on the machine. An object is to be used by one thread at a
 // time.
