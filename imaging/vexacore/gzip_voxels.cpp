@@ -39,11 +39,12 @@ constexpr std::uint64_t memory_of_unit = mega;
 constexpr std::uint64_t most_memory_to_write = 48 * mega;
 constexpr std::uint64_t most_memory_to_read = 8 * mega;
 
-// Slots of work in order, each of which needs so much memory, that stay below a limit of it all.
-std::size_t SlotsFor(std::uint64_t memory_of_each, std::uint64_t limit)
+// Slots for so many items of work in order, each of which needs so much memory, that stay below a limit of it
+// all.
+std::size_t SlotsFor(std::size_t items, std::uint64_t memory_of_each, std::uint64_t limit)
 {
     std::size_t const threads = GetThreadCount();
-    return std::clamp<std::size_t>(limit / memory_of_each, 1, threads + threads / 2);
+    return std::clamp<std::size_t>(limit / memory_of_each, 1, std::min(threads + threads / 2, items));
 }
 
 std::uint64_t DivideUp(std::uint64_t a, std::uint64_t b)
@@ -195,7 +196,7 @@ void WriteGzip(OutputFile & file, unsigned char const * bytes, std::uint64_t cou
     TableWriter table(file, count);
     OrderedWork work;
     work.count = DivideUp(count, unit_bytes);
-    work.slots = SlotsFor(memory_of_unit, most_memory_to_write);
+    work.slots = SlotsFor(work.count, memory_of_unit, most_memory_to_write);
     std::vector<Unit> units(work.slots);
     work.make = [&](std::size_t unit, std::size_t slot) {
         std::uint64_t const begin = unit * unit_bytes;
@@ -447,7 +448,7 @@ void GzipReader::ReadAll(unsigned char * target) const
     // Each block is checked by its sum, and these together make up the member's.
     OrderedWork work;
     work.count = _blocks.size();
-    work.slots = SlotsFor(_block_bytes, most_memory_to_read);
+    work.slots = SlotsFor(work.count, _block_bytes, most_memory_to_read);
     std::vector<BlockInflater> inflaters(work.slots);
     work.make = [&](std::size_t block, std::size_t slot) {
         inflaters[slot].Inflate(_file, _blocks[block], target + block * _block_bytes, GetBlockBytes(block));
@@ -493,8 +494,7 @@ void GzipReader::ReadSpansOfBlocks(BoxSpans const & spans, unsigned char * targe
     bool const large = 2 * _block_bytes > most_memory_to_read;
     OrderedWork work;
     work.count = static_cast<std::size_t>(last / _block_bytes) + 1 - first_block;
-    work.slots =
-        std::min(SlotsFor(2 * std::min(_block_bytes, most_memory_to_read), most_memory_to_read), work.count);
+    work.slots = SlotsFor(work.count, 2 * std::min(_block_bytes, most_memory_to_read), most_memory_to_read);
     std::vector<BlockInflater> inflaters(work.slots);
     std::vector<std::vector<unsigned char>> inflated(work.slots);
     work.make = [&](std::size_t item, std::size_t slot) {
