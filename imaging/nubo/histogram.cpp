@@ -104,8 +104,9 @@ using Counters = std::vector<std::uint32_t>;
 
 constexpr std::size_t all_values = std::size_t{1} << 16;
 
-// So many values are looked at together.
-constexpr std::size_t group = 64;
+// So many values are looked at together; of those that are all the same, as many as fill a stretch.
+constexpr std::ptrdiff_t group = 64;
+constexpr std::ptrdiff_t stretch = 1024;
 
 // Below this number of values clearing counters costs more than it saves.
 constexpr std::size_t few = std::size_t{1} << 16;
@@ -113,21 +114,20 @@ constexpr std::size_t few = std::size_t{1} << 16;
 // What a thread is to count for its counters to be worth the while.
 constexpr std::size_t part_length = std::size_t{1} << 20;
 
-bool IsConstant(unsigned short const * values)
+bool IsConstant(unsigned short const * values, std::size_t count)
 {
-    std::uint64_t const four = values[0] * std::uint64_t{0x0001000100010001};
-    std::uint64_t differences = 0;
-    for (std::size_t i = 0; i < group; i += 4) {
-        std::uint64_t word = 0;
-        std::memcpy(&word, values + i, sizeof word);
-        differences |= word ^ four;
-    }
-    return differences == 0;
+    // A few values tell nearly always that others differ; else each is held against its neighbour.
+    unsigned short const first = values[0];
+    bool const maybe = static_cast<int>(first == values[count / 3]) +
+                           static_cast<int>(first == values[count / 2]) +
+                           static_cast<int>(first == values[count - 1]) ==
+                       3; // one branch, which is foreseen
+    return maybe && std::memcmp(values, values + 1, (count - 1) * sizeof(*values)) == 0;
 }
 
 void CountGroup(unsigned short const * values, std::uint32_t * even, std::uint32_t * odd)
 {
-    for (std::size_t i = 0; i < group; i += 4) {
+    for (std::ptrdiff_t i = 0; i < group; i += 4) {
         std::uint64_t word = 0; // one fetch for four values; their order doesn't matter
         std::memcpy(&word, values + i, sizeof word);
         ++even[word & 0xFFFF];
@@ -138,23 +138,24 @@ void CountGroup(unsigned short const * values, std::uint32_t * even, std::uint32
 }
 
 // Adds to one counter for each value. Neighbours are often equal, and a counter that was just stored is slow
-// to fetch again: so they go to different counters at first. Groups of one value only, as in a dark or
+// to fetch again: so they go to different counters at first. Values that are all the same, as in a dark or
 // saturated frame, count at once.
 void CountValues(unsigned short const * values, std::size_t count, std::uint32_t * counters)
 {
     Counters odd;
-    std::size_t const grouped = count - count % group;
-    for (std::size_t i = 0; i < grouped; i += group) {
-        if (values[i] == values[i + group - 1] && IsConstant(values + i)) {
-            counters[values[i]] += group;
+    unsigned short const * const end = values + count;
+    while (end - values >= group) {
+        std::ptrdiff_t const length =
+            end - values >= stretch && IsConstant(values, stretch) ? stretch : group;
+        if (length == stretch || IsConstant(values, group)) {
+            counters[*values] += static_cast<std::uint32_t>(length);
         } else {
             odd.resize(all_values);
-            CountGroup(values + i, counters, odd.data());
+            CountGroup(values, counters, odd.data());
         }
+        values += length;
     }
-    for (std::size_t i = grouped; i < count; ++i) {
-        ++counters[values[i]];
-    }
+    std::for_each(values, end, [counters](unsigned short value) { ++counters[value]; });
     for (std::size_t value = 0; value < odd.size(); ++value) {
         counters[value] += odd[value];
     }
