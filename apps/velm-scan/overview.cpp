@@ -149,8 +149,8 @@ void AddLight(Tile const & tile, Range const & range, int left, int top, cairo_s
         unsigned short const * voxel = tile.pixels.GetVoxelAddr(0, static_cast<unsigned int>(y), 0);
         for (int x = 0; x < width; ++x, ++voxel, row += 4) {
             double const light = std::clamp((*voxel - range.low) / (range.high - range.low), 0.0, 1.0);
-            int const level =
-                static_cast<int>(255.0 * std::sqrt(light) + 0.5); // what the eye takes for linear
+            // The square root is what the eye takes for linear.
+            int const level = static_cast<int>(std::lround(255.0 * std::sqrt(light)));
             for (int plane = 0; plane < 3; ++plane) {
                 if (in_plane[plane]) {
                     row[plane] = static_cast<unsigned char>(std::max(static_cast<int>(row[plane]), level));
