@@ -476,15 +476,16 @@ bool VELM_Depository::ReadComment(wxString & text) const
         text.clear();
         return true;
     }
-    auto bytes = ReadWholeFile(path);
-    if (!bytes) {
+    auto content = ReadWholeFile(path);
+    if (!content) {
         VELM_LOG_ERROR("%s: Unable to open info file %s", VELM_FUNCTION, path);
         return false;
     }
-    bytes->erase(std::remove(bytes->begin(), bytes->end(), '\r'), bytes->end());
-    text = wxString::FromUTF8(*bytes);
+    std::string & bytes = *content;
+    bytes.erase(std::remove(bytes.begin(), bytes.end(), '\r'), bytes.end());
+    text = wxString::FromUTF8(bytes);
     if (text.empty()) {
-        text = wxString::From8BitData(bytes->data(), bytes->size()); // written elsewhere in another encoding
+        text = wxString::From8BitData(bytes.data(), bytes.size()); // written elsewhere in another encoding
     }
     return true;
 }
