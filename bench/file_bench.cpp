@@ -8,6 +8,7 @@
 #include "vexacore/image3d.h"
 #include "vexacore/parallel.h"
 
+#include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
@@ -218,7 +219,7 @@ class StackRows {
 } // namespace
 
 int main(int argc, char ** argv)
-{
+try {
     Table table(argc, argv);
     Scratch const scratch;
     for (Image const & stack : {CameraStack(2048, 2048, 16), CameraStack(1392, 1040, 20)}) {
@@ -227,4 +228,7 @@ int main(int argc, char ** argv)
         rows.Reads();
     }
     return 0;
+} catch (std::exception const & error) {
+    std::fprintf(stderr, "%s\n", error.what());
+    return 1;
 }
