@@ -11,7 +11,7 @@ namespace {
 
 using namespace velm::sim;
 
-constexpr int fields = 12;
+constexpr int fields = 2; // no more than the specimen keeps at the least magnification
 constexpr unsigned int width = 1392;
 constexpr unsigned int height = 1040;
 
