@@ -50,7 +50,7 @@ class Export {
     void LoadRecord()
     {
         auto const & ids = _depository.FOV_GetIdListRef();
-        if (std::find(ids.begin(), ids.end(), _id) == ids.end()) {
+        if (!std::binary_search(ids.begin(), ids.end(), _id)) {
             throw Failure(wxString::Format("The depository has no FOV %ld.", _id));
         }
         if (!_depository.FOV_Load(_id, _fov)) {
