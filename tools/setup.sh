@@ -15,8 +15,8 @@ fuzz_packages="clang libclang-rt-14-dev"
 # What the benchmarks need beyond all that.
 bench_packages="libics-dev libopencv-core-dev libopencv-imgproc-dev"
 
-# Options of the configure step, beyond the preset's.
-configure_options=""
+# Options of the configure step, beyond the preset's. An earlier bench/run must not leave its needs to the others.
+configure_options=-DVELM_BUILD_BENCHMARKS=OFF
 
 say() {
   printf '%s\n' "$*" >&2
