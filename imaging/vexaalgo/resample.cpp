@@ -244,7 +244,7 @@ class PlaneResampler {
 
     std::vector<Taps> _columns;
     std::vector<Taps> _rows;
-    std::vector<double> _row; // at work
+    std::vector<double> _row;                           // at work
     std::unique_ptr<PlaneShrinker<Channels>> _shrinker; // where it is for them
 };
 
