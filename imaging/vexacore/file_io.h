@@ -77,8 +77,8 @@ class VEXA_API OutputFile {
     std::uint64_t _position = 0;
 };
 
-// Asks for large pages for a new block of memory that is going to be filled from a file: the system then
-// hands it out in fewer and cheaper steps. Has no effect on small ones.
+// Asks for large pages for a new block of memory that is going to be filled: the system then hands it out in
+// fewer and cheaper steps. Has no effect on small ones.
 VEXA_API void UseLargePages(void * block, std::size_t bytes);
 
 } // namespace vexa

@@ -292,7 +292,6 @@ class IcsReader : public GreyReader {
     void ReadVoxels(Box const & box, unsigned char * target) override
     {
         BoxSpans const spans(_header.size, box, _bytes_per_voxel);
-        UseLargePages(target, static_cast<std::size_t>(spans.GetCount() * spans.GetLength()));
         if (!_ics.compressed) {
             ReadPlain(spans, target);
         } else if (box.size == _header.size) {

@@ -1,5 +1,6 @@
 #include "vexacore/image3d.h"
 
+#include "vexacore/file_io.h"
 #include "vexacore/grey_file.h"
 
 #include <algorithm>
@@ -137,12 +138,25 @@ Image3d<T>::~Image3d()
 {
 }
 
+// Large images in small pages would take longer to hand out, page by page, than to fill.
+template <typename T>
+typename Image3d<T>::Block Image3d<T>::MakeBlock(std::size_t count)
+{
+    static_assert(std::is_trivially_copyable_v<T> && std::is_trivially_destructible_v<T>);
+    if (count == 0) {
+        return nullptr;
+    }
+    void * const block = ::operator new(count * sizeof(T));
+    UseLargePages(block, count * sizeof(T));
+    return Block(static_cast<T *>(block));
+}
+
 template <typename T>
 void Image3d<T>::MakeRoom(unsigned int x, unsigned int y, unsigned int z)
 {
     std::size_t const count = CheckedCount<T>(x, y, z);
     if (count != GetCount()) {
-        _voxels.reset(count > 0 ? new T[count] : nullptr);
+        _voxels = MakeBlock(count);
     }
     size = {x, y, z};
 }

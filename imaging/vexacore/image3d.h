@@ -9,6 +9,7 @@
 
 #include <cstddef>
 #include <memory>
+#include <new>
 
 namespace vexa {
 
@@ -108,7 +109,15 @@ class VEXA_API Image3d {
                    ImageNotes const & notes) const;
 
   private:
-    std::unique_ptr<T[]> _voxels;
+    // Frees a block that no voxel was constructed in: all voxel types are plain values.
+    struct BlockDeleter {
+        void operator()(void * block) const { ::operator delete(block); }
+    };
+    using Block = std::unique_ptr<T[], BlockDeleter>;
+
+    static Block MakeBlock(std::size_t count);
+
+    Block _voxels;
 };
 
 } // namespace vexa
