@@ -1,5 +1,6 @@
 #include "vexacore/color_planes.h"
 
+#include "support/every_machine.h"
 #include "support/voxels.h"
 
 namespace velm::test {
@@ -39,6 +40,26 @@ TYPED_TEST(ColorPlanes, JoinAndSplitAreInverse)
         EXPECT_EQ(plane.offset, red.offset);
         EXPECT_TRUE(plane.resolution.IsDefined());
     }
+}
+
+TYPED_TEST(ColorPlanes, RowsOfAnyLengthAreJoinedTheSameOnEveryMachine)
+{
+    auto const red = PatternImage<TypeParam>(70, 1, 1, 1);
+    auto const green = PatternImage<TypeParam>(70, 1, 1, 2);
+    auto const blue = PatternImage<TypeParam>(70, 1, 1, 3);
+    OnEveryMachine([&] {
+        for (unsigned int count = 0; count <= 69; ++count) {
+            std::vector<RGB_generic<TypeParam>> joined(70);
+            vexa::JoinPlanes(red.begin() + 1, green.begin(), blue.begin() + 1, count, joined.data());
+            for (unsigned int i = 0; i < 70; ++i) {
+                auto const expected =
+                    i < count
+                        ? RGB_generic<TypeParam>(red.GetVoxel(i + 1), green.GetVoxel(i), blue.GetVoxel(i + 1))
+                        : RGB_generic<TypeParam>();
+                ASSERT_EQ(joined[i], expected) << i << " of " << count;
+            }
+        }
+    });
 }
 
 TYPED_TEST(ColorPlanes, OfDifferentSizesAreRefused)

@@ -3,7 +3,15 @@
 
 #include "vexacore/image3d.h"
 
+#include <cstddef>
+
 namespace vexa {
+
+// Joins count voxels of three planes: out[i] = (red[i], green[i], blue[i]). out overlaps none of them.
+VEXA_API void JoinPlanes(unsigned char const * red, unsigned char const * green, unsigned char const * blue,
+                         std::size_t count, RGB_generic<unsigned char> * out);
+VEXA_API void JoinPlanes(unsigned short const * red, unsigned short const * green,
+                         unsigned short const * blue, std::size_t count, RGB_generic<unsigned short> * out);
 
 // Joins three planes of the same size into one colour image; size, offset and resolution are those of red.
 // Instantiated for T = unsigned char and unsigned short, RGB = RGB_generic<T>. Throws InternalException when
