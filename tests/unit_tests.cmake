@@ -33,6 +33,7 @@ velm_test(velm_time_interval_test)
 velm_test(velm_convert_test)
 velm_test(velm_frame_buffer_test)
 velm_test(velm_image_mapper_test)
+velm_test(velm_mixer_test)
 
 # The image library; its .ics files are checked against the reference library (libics-dev)
 find_library(ICS_REFERENCE ics REQUIRED)

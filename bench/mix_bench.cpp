@@ -1,0 +1,120 @@
+// Mixing three channels of a field of view into a picture. The images come from memory, as fast as they can
+// be copied. All on one core.
+
+#include "camera_stack.h"
+#include "side_by_side.h"
+#include "support/memory_mixer.h"
+#include "vexacore/parallel.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <string>
+
+namespace {
+
+using namespace velm::bench;
+using Stack = vexa::Image3d<unsigned short>;
+using Picture = velm::VELM_Mixer::ColorImage;
+using Field = velm::test::MemoryMixer<velm::VELM_FOV_Mixer>;
+
+constexpr unsigned int side = 2048;
+constexpr unsigned int slices = 4;
+
+// A field whose three channels have these binnings and show the same part of the chip.
+Field FieldOf(int red, int green, int blue)
+{
+    Field field;
+    long id = 0;
+    for (int const binning : {red, green, blue}) {
+        unsigned int const size = side / static_cast<unsigned int>(binning);
+        field.Add({++id, binning, binning}, CameraStack(size, size, slices));
+    }
+    field.SetAllChannels();
+    return field;
+}
+
+// The picture by the definition of the grid, voxel by voxel, from the images as they were loaded.
+void MixNaively(Field & field, Picture & picture)
+{
+    Stack loaded[3];
+    int sampling[3];
+    for (int i = 0; i < 3; ++i) {
+        loaded[i] = field.images.at(i + 1);
+        sampling[i] = static_cast<int>(side / loaded[i].size.x);
+    }
+    picture.MakeRoom(side, side, slices);
+    int const step = 1;
+    int const shift = 0;
+    for (unsigned int z = 0; z < slices; ++z) {
+        for (int y = 0; y < static_cast<int>(side); ++y) {
+            for (int x = 0; x < static_cast<int>(side); ++x) {
+                unsigned short voxel[3];
+                for (int i = 0; i < 3; ++i) {
+                    voxel[i] =
+                        loaded[i].GetVoxel(static_cast<unsigned int>((step * x + shift) / sampling[i]),
+                                           static_cast<unsigned int>((step * y + shift) / sampling[i]), z);
+                }
+                picture.SetVoxel(static_cast<unsigned int>(x), static_cast<unsigned int>(y), z,
+                                 {voxel[0], voxel[1], voxel[2]});
+            }
+        }
+    }
+}
+
+// Moves as many bytes as the mixer has to: each stack to where it is loaded, and on into the picture.
+void MeasureAgainstCopying(Table & table)
+{
+    char const * const name = "three equal channels to RGB / memcpy of the bytes";
+    if (!table.Wants(name)) {
+        return;
+    }
+    Field field = FieldOf(1, 1, 1);
+    Picture picture;
+    Picture copied;
+    copied.MakeRoom(side, side, slices);
+    Stack loaded[3] = {field.images.at(1), field.images.at(2), field.images.at(3)};
+    std::size_t const bytes = loaded[0].GetCount() * sizeof(unsigned short);
+    table.Row(
+        name, AtLeast(0.5), [&] { field.GetRGB(1, 2, 3, nullptr, picture, -1); },
+        [&] {
+            for (std::size_t i = 0; i < 3; ++i) {
+                std::memcpy(loaded[i].begin(), field.images.at(static_cast<long>(i) + 1).begin(), bytes);
+                Keep(loaded[i].begin());
+            }
+            for (std::size_t i = 0; i < 3; ++i) {
+                std::memcpy(reinterpret_cast<unsigned char *>(copied.begin()) + i * bytes, loaded[i].begin(),
+                            bytes);
+            }
+            Keep(copied.begin());
+        });
+}
+
+bool MeasureAgainstNaive(Table & table)
+{
+    char const * const name = "channels of binnings 1, 2 and 4 to RGB / naive loop";
+    if (!table.Wants(name)) {
+        return true;
+    }
+    Field field = FieldOf(1, 2, 4);
+    Picture ours;
+    Picture naive;
+    table.Row(
+        name, AtLeast(3.0), [&] { field.GetRGB(1, 2, 3, nullptr, ours, -1); },
+        [&] { MixNaively(field, naive); });
+    return std::equal(ours.begin(), ours.end(), naive.begin(), naive.end());
+}
+
+} // namespace
+
+int main(int argc, char ** argv)
+{
+    Table table(argc, argv);
+    vexa::SetThreadCount(1);
+    MeasureAgainstCopying(table);
+    if (!MeasureAgainstNaive(table)) {
+        std::fputs("The mixer's picture differs from the naive one.\n", stderr);
+        return 1;
+    }
+    return 0;
+}
