@@ -7,6 +7,7 @@
 #include "vexacore/image3d.h"
 
 #include <array>
+#include <wx/dynarray.h>
 #include <wx/string.h>
 
 class wxFileConfig;
@@ -15,8 +16,10 @@ class wxWindow;
 namespace velm {
 
 class VELM_Channel;
+class VELM_ChannelList;
 class VELM_Coord;
 class VELM_Database;
+class VELM_Depository;
 class VELM_DriverManager;
 class VELM_DriverPackage;
 class VELM_FilterControl;
@@ -25,6 +28,23 @@ class VELM_MicroscopeBodyControl;
 class VELM_ShutterControl;
 class VELM_StageControl;
 class VELM_ZDriveControl;
+enum VELM_CalibMethod : int;
+
+// How AutoFocus searches.
+struct VELM_AutoFocusParams {
+    VELM_AutoFocusParams(long binning = 4, long shift = 40, long samples = 5, long distance = 10,
+                         long passes = 4)
+        : binning_exp(binning), max_shift(shift), dir_samples(samples), step(distance),
+          exposure_passes(passes)
+    {
+    }
+
+    long binning_exp; // the focus measure works at binning 2 to this power, 0 to 15; the camera bins no more
+    long max_shift;   // how far from the centre of the search the result may lie; tenths of a micron
+    long dir_samples; // planes that are looked at to find the direction
+    long step;        // from plane to plane; tenths of a micron
+    long exposure_passes; // exposure, in passes of the spinning disk
+};
 
 // The whole microscope: the one object through which an application drives it.
 //
@@ -199,6 +219,34 @@ class VELM_API VELM_BaseControl : public VELM_HWControl {
 
     // Fills the parent with the panel of the camera's additional settings.
     void Camera_CreateControlWindow(wxWindow * parent);
+
+    // ---- Focus and calibration; both block until they are done, behind a busy box
+
+    // Finds the best Z position for the channel at the present stage position and leaves the Z drive there,
+    // with the shutter closed and the channel's filters in place. The result lies within max_shift of where
+    // the search began when focus is found above that or there; when it is found below, the window's centre
+    // lies two steps below the start plane.
+    //
+    // The channel has to have a camera setting, VELM_BaseControlError is thrown otherwise. The setting is
+    // changed for good, to the exposure, binning and full frame of the search, and stays in force: a caller
+    // that wants its setting back passes a copy of the channel, and sets another one before that copy goes.
+    // What the devices throw passes, with the shutter open and the Z drive where it then is; a light that
+    // never settles and a camera that never answers are waited for without end.
+    void AutoFocus(VELM_Database const * db, VELM_Channel & channel, VELM_AutoFocusParams const & params,
+                   wxWindow * parent);
+
+    // Makes the calibration image of a channel that needs one: so many frames, at least one, taken with the
+    // calibration image's setting and out of focus by the Z drive's calibration offset, joined pixel by
+    // pixel. Ends with the shutter closed, everything where it was, and the camera's default setting in
+    // force. The image is stored when the channel is saved. The filters are the caller's matter. What the
+    // devices throw passes, with shutter and position as they then are.
+    void Calibrate(VELM_Channel & channel, VELM_Depository const * depository, long num_frames,
+                   VELM_CalibMethod method);
+
+    // The same for the channels at those indices, whose filters it does set. Moves and opens the shutter
+    // once.
+    void Calibrate(VELM_ChannelList & channels, wxArrayInt const & indices,
+                   VELM_Depository const * depository, long num_frames, VELM_CalibMethod method);
 
     // ---- Scale
 
