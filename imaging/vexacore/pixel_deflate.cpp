@@ -25,7 +25,7 @@ constexpr unsigned int longest_code = 13;
 constexpr unsigned int entry_code_bits = 26;
 constexpr std::uint32_t entry_code_mask = (std::uint32_t{1} << entry_code_bits) - 1;
 
-constexpr unsigned int hash_bits = 13;
+constexpr unsigned int hash_bits = 14;
 constexpr std::uint32_t window = 1 << 14; // pixels to look back, all that deflate can
 
 // Four pixels; the byte that comes first in memory is the lowest.
@@ -43,10 +43,12 @@ std::uint16_t LoadPixel(unsigned char const * source)
     return __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__ ? __builtin_bswap16(value) : value;
 }
 
-// Of the three upper ones of four pixels, the lowest of which is 0.
-std::size_t Hash(std::uint64_t pixels)
+// Of three pixels that follow one another. In the dark, where they differ in little but their lower bits, no
+// two threes are likely to share one.
+std::uint16_t Hash(std::uint16_t first, std::uint16_t second, std::uint16_t third)
 {
-    return (pixels * 0x9e3779b97f4a7c15U) >> (64 - hash_bits); // Knuth's multiplicative hash
+    constexpr unsigned int mask = 31;
+    return static_cast<std::uint16_t>((first & mask) ^ (second & mask) << 5 ^ (third & mask) << 9);
 }
 
 unsigned int BitWidth(std::uint32_t value)
@@ -308,6 +310,28 @@ std::uint32_t DistanceBytes(std::uint32_t back)
     return 2 * (back + 1);
 }
 
+// The lowest and the highest pixel.
+struct Range {
+    std::uint16_t lowest = 0xffff;
+    std::uint16_t highest = 0;
+
+    void Add(Range const & other)
+    {
+        lowest = std::min(lowest, other.lowest);
+        highest = std::max(highest, other.highest);
+    }
+};
+
+Range FindRange(unsigned char const * source, std::size_t count)
+{
+    Range range;
+    for (std::size_t i = 0; i < count; ++i) {
+        std::uint16_t const pixel = LoadPixel(source + 2 * i);
+        range.Add({pixel, pixel});
+    }
+    return range;
+}
+
 // Where three pixels were last seen, by their hash, modulo 2^16; 0 at first.
 using Positions = std::array<std::uint16_t, 1 << hash_bits>;
 
@@ -342,11 +366,19 @@ struct Counts {
 };
 
 // How the next pixels are written: three that are repeated, given by their distance; the same with
-// literal_token, three as literals; or, with run_token, that number of pixels that repeat the one before.
+// literal_token, three as literals; with plain_token, a stretch of literals; or, with run_token, that number
+// of pixels that repeat the one before.
 using Token = std::uint16_t;
 constexpr Token literal_token = window;
-constexpr Token run_token = 0x8000;
-constexpr std::size_t longest_run = 0x7fff;
+constexpr Token plain_token = 0x8000;
+constexpr Token run_token = 0xc000;
+constexpr std::size_t longest_run = 0x3fff;
+
+constexpr std::uint32_t stretch = 48; // pixels
+
+// Of a stretch whose pixels differ by more, hardly three in a row were seen within a window: noise over so
+// many values has more than its number of threes. Elsewhere, in the dark between the cells, most were.
+constexpr int widest_searched = 32;
 
 // The search of a block's pixels for repetitions.
 class Search {
@@ -359,23 +391,33 @@ class Search {
         _counted_matches = {};
         _runs = Counts();
         _positions.fill(0);
+        _range = FindRange(source, 1);
         std::size_t i = 1;
-        while (i + group + read_more <= count) {
+        while (i + stretch + read_more <= count) {
             unsigned char const * const here = source + 2 * i;
             if (LoadFour(here) == LoadFour(here - 2) && LoadFour(here + 8) == LoadFour(here + 6)) {
                 i += AddRun(CountRun(source, i, std::min(count, i + longest_run)));
                 continue;
             }
-            LookUp(source, i);
-            _used += triples;
-            i += group;
+            Range const range = FindRange(here, stretch);
+            _range.Add(range);
+            if (range.highest - range.lowest > widest_searched) {
+                AddPlain(here);
+            } else {
+                LookUp(source, i);
+            }
+            i += stretch;
         }
+        _range.Add(FindRange(source + 2 * i, count - i));
         _end = i;
     }
 
     Token const * begin() const { return _tokens.data(); }
     Token const * end() const { return _tokens.data() + _used; }
     std::size_t GetEnd() const { return _end; }
+
+    // Of all pixels that may be written as literals.
+    Range const & GetRange() const { return _range; }
 
     // Of all symbols, as far as the sample tells.
     Counts GetCounts() const
@@ -395,21 +437,29 @@ class Search {
   private:
     static constexpr std::uint32_t triples = 4; // looked up before the next look for a run
     static constexpr std::uint32_t group = 3 * triples;
-    static constexpr std::size_t read_more = 2; // pixels behind a group that looking up reads
+    static constexpr std::size_t read_more = 2; // pixels behind a stretch that looking up reads
 
-    // Looks the threes of a group up, then notes where they and those that begin between them are. What is
-    // found follows no rule, so a branch on it would be mispredicted.
+    // Looks the threes of a stretch up, group by group, then notes where they and those that begin between
+    // them are. What is found follows no rule, so a branch on it would be mispredicted.
     void LookUp(unsigned char const * source, std::size_t i)
+    {
+        std::array<std::uint16_t, stretch> hashes;
+        unsigned char const * const here = source + 2 * i;
+        for (std::uint32_t k = 0; k < stretch; ++k) {
+            hashes[k] =
+                Hash(LoadPixel(here + 2 * k), LoadPixel(here + 2 * k + 2), LoadPixel(here + 2 * k + 4));
+        }
+        for (std::uint32_t k = 0; k < stretch; k += group) {
+            LookUpGroup(source, i + k, hashes.data() + k);
+        }
+    }
+
+    void LookUpGroup(unsigned char const * source, std::size_t i, std::uint16_t const * hashes)
     {
         unsigned char const * const here = source + 2 * i;
         Token * const tokens = _tokens.data() + _used;
-        std::array<std::size_t, group> hashes;
         std::array<std::uint32_t, triples> back;
         for (std::uint32_t k = 0; k < triples; ++k) {
-            std::uint64_t const four = LoadFour(here + 6 * k);
-            hashes[3 * k] = Hash(four << 16);
-            hashes[3 * k + 1] = Hash(four >> 16 << 16);
-            hashes[3 * k + 2] = Hash(LoadFour(here + 6 * k + 2) >> 16 << 16);
             // The mask makes a distance of any old position, and a valid one: until a whole window lies
             // behind, positions are exact.
             back[k] = (static_cast<std::uint32_t>(i) + 3 * k - _positions[hashes[3 * k]] - 1) & (window - 1);
@@ -422,10 +472,20 @@ class Search {
         for (std::uint32_t k = 0; k < group; ++k) {
             _positions[hashes[k]] = static_cast<std::uint16_t>(i + k);
         }
-        std::uint32_t const found = tokens[0] < literal_token ? 1 : 0;
+        _used += triples;
+        std::uint32_t const found = 1U - tokens[0] / literal_token;
         ++_counted_matches[found][MatchIndex(back[0])];
         ++_counted_bytes[found][0][here[0]];
         ++_counted_bytes[found][1][here[1]];
+    }
+
+    void AddPlain(unsigned char const * here)
+    {
+        _tokens[_used++] = plain_token;
+        for (std::uint32_t k = 0; k < stretch; k += group) {
+            ++_counted_bytes[0][0][here[2 * k]];
+            ++_counted_bytes[0][1][here[2 * k + 1]];
+        }
     }
 
     std::size_t AddRun(std::size_t pixels)
@@ -441,30 +501,13 @@ class Search {
     std::array<Token, PixelDeflater::largest_count / 3> _tokens;
     std::size_t _used = 0;
     std::size_t _end = 0;
+    Range _range;
     // Samples, one of each group, by whether the pixels are repeated; the bytes of the first pixel apart.
     std::array<std::array<std::array<std::uint32_t, 256>, 2>, 2> _counted_bytes;
     std::array<std::array<std::uint32_t, match_entries>, 2> _counted_matches;
     Counts _runs; // the symbols of all of them
     Positions _positions;
 };
-
-// The lowest and the highest pixel.
-struct Range {
-    std::uint32_t lowest = 0xffff;
-    std::uint32_t highest = 0;
-};
-
-Range FindRange(unsigned char const * source, std::size_t count)
-{
-    std::uint16_t lowest = 0xffff;
-    std::uint16_t highest = 0;
-    for (std::size_t i = 0; i < count; ++i) {
-        std::uint16_t const pixel = LoadPixel(source + 2 * i);
-        lowest = std::min(lowest, pixel);
-        highest = std::max(highest, pixel);
-    }
-    return {lowest, highest};
-}
 
 // Writes the bytes as they are, in blocks that are not final. Returns the length.
 std::size_t Store(unsigned char const * source, std::size_t bytes, unsigned char * target)
@@ -492,7 +535,7 @@ struct PixelDeflater::Work {
     unsigned char * PutBlock(unsigned char const * source, std::size_t count, unsigned char * target);
 
   private:
-    void MakeCodes(unsigned char const * source, std::size_t count);
+    void MakeCodes();
     void MakeEntries(Range const & range);
     void MakeMatches();
     void PutTokens(unsigned char const * source, BitWriter & writer) const;
@@ -507,14 +550,14 @@ struct PixelDeflater::Work {
 };
 
 // Every symbol that may be needed gets a code, be it in the sample or not.
-void PixelDeflater::Work::MakeCodes(unsigned char const * source, std::size_t count)
+void PixelDeflater::Work::MakeCodes()
 {
     Counts counts = _search.GetCounts();
-    Range const range = FindRange(source, count);
-    std::uint32_t const low = range.lowest >> 8;
-    std::uint32_t const high = range.highest >> 8;
-    std::uint32_t const lowest_byte = low == high ? range.lowest & 0xff : 0;
-    std::uint32_t const highest_byte = low == high ? range.highest & 0xff : 0xff;
+    Range const & range = _search.GetRange();
+    std::uint32_t const low = range.lowest >> 8U;
+    std::uint32_t const high = range.highest >> 8U;
+    std::uint32_t const lowest_byte = low == high ? range.lowest & 0xffU : 0;
+    std::uint32_t const highest_byte = low == high ? range.highest & 0xffU : 0xff;
     for (std::uint32_t byte = 0; byte < 256; ++byte) {
         bool const needed = (byte >= low && byte <= high) || (byte >= lowest_byte && byte <= highest_byte);
         counts.literals[byte] += needed ? 1 : 0;
@@ -532,7 +575,7 @@ void PixelDeflater::Work::MakeCodes(unsigned char const * source, std::size_t co
 
 void PixelDeflater::Work::MakeEntries(Range const & range)
 {
-    for (std::uint32_t high = range.lowest >> 8; high <= range.highest >> 8; ++high) {
+    for (std::uint32_t high = range.lowest >> 8U; high <= range.highest >> 8U; ++high) {
         std::uint32_t const bits = _literals.bits[high];
         std::uint32_t const length = _literals.length[high];
         for (std::uint32_t low = 0; low < 256; ++low) {
@@ -596,9 +639,14 @@ void PixelDeflater::Work::PutTokens(unsigned char const * source, BitWriter & wr
             std::uint64_t const extra = (DistanceBytes(token) - 1) & entry.extra_mask;
             out.Put(entry.code | extra << entry.code_length, entry.whole_length);
             here += 6;
-        } else if (token < run_token) {
+        } else if (token < plain_token) {
             PutTriple(here, out);
             here += 6;
+        } else if (token < run_token) {
+            for (std::uint32_t i = 0; i < stretch; i += 3) {
+                PutTriple(here, out);
+                here += 6;
+            }
         } else {
             std::size_t const pixels = token - run_token;
             writer = out;
@@ -614,7 +662,7 @@ unsigned char * PixelDeflater::Work::PutBlock(unsigned char const * source, std:
                                               unsigned char * target)
 {
     _search.Run(source, count);
-    MakeCodes(source, count);
+    MakeCodes();
     BitWriter out(target);
     PutHeader(_literals, _distances, out);
     auto const put_single = [&](std::size_t i) {

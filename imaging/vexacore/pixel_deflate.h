@@ -15,9 +15,9 @@ namespace vexa {
 //
 // Of a camera's pixel one byte is mostly noise and the other nearly constant, so that long repetitions don't
 // exist and are not looked for. Pixels are coded three at a time, either as a repetition of the same three
-// where they were seen last, which pays in dark parts, or as six literals whose codes come from one table
-// look-up per pixel. Runs of one value become long repetitions. The Huffman codes are made for each call from
-// a sample of what was found.
+// where they were seen last, which pays in dark parts and is tried only there, or as six literals whose codes
+// come from one table look-up per pixel. Runs of one value become long repetitions. The Huffman codes are
+// made for each call from a sample of what was found.
 //
 // The result depends on the pixels alone, not on the machine. An object is to be used by one thread at a
 // time.
