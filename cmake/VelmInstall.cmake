@@ -11,7 +11,7 @@ install(TARGETS velm-scan)
 
 foreach(library vexacore vexaalgo nubo)
   file(GLOB headers CONFIGURE_DEPENDS imaging/${library}/*.h)
-  list(FILTER headers EXCLUDE REGEX "(cpu|file_io|grey_file|length_unit|parallel|tiff_handle|tiff_writer)\\.h$") # internal to the image libraries
+  list(FILTER headers EXCLUDE REGEX "(cpu|file_io|grey_file|length_unit|parallel|source_map|spline_surface|tiff_handle|tiff_writer)\\.h$") # internal to the image libraries
   install(FILES ${headers} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/velm/${library})
 endforeach()
 get_target_property(headers velm VELM_PUBLIC_HEADERS)

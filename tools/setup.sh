@@ -3,7 +3,7 @@
 
 # What building takes, and what the programs need to run.
 build_packages="cmake g++ ninja-build ccache mold pkg-config libwxgtk3.2-dev libtiff-dev zlib1g-dev
-  libdeflate-dev libisal-dev libcairo2-dev fonts-dejavu-core"
+  libdeflate-dev libisal-dev gemmi-dev libcairo2-dev fonts-dejavu-core"
 
 # What the tests need beyond that: frameworks, other people's readers, a virtual screen.
 test_packages="libgtest-dev libgmock-dev libics-dev python3 python3-numpy python3-tifffile

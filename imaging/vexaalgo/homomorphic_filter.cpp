@@ -1,0 +1,238 @@
+#include "vexaalgo/illumination.h"
+
+#include "vexacore/cpu.h"
+#include "vexacore/parallel.h"
+
+#include <algorithm>
+#include <cmath>
+#include <complex>
+#include <cstdint>
+#include <cstring>
+
+#define POCKETFFT_NO_MULTITHREADING // the pool shares the work
+#include <pocketfft_hdronly.h>
+
+namespace vexa {
+
+namespace {
+
+using Complex = std::complex<float>;
+
+constexpr std::size_t grey_values = 65536;
+
+// Rows, and columns of the spectrum, that one thread takes at a time: as many of the latter as fill two lines
+// of the cache.
+constexpr std::size_t rows_per_part = 16;
+constexpr std::size_t columns_per_part = 16;
+
+// What is taken off the logarithms, which lie from 0 to 11.1, and given back in the end: smaller numbers come
+// out of the transform with smaller errors.
+constexpr float middle = 5.5F;
+
+// log(1 + v) - middle of all grey values.
+std::vector<float> MakeLogarithms()
+{
+    std::vector<float> logarithms(grey_values);
+    for (std::size_t v = 0; v < grey_values; ++v) {
+        logarithms[v] = static_cast<float>(std::log1p(static_cast<double>(v)) - double{middle});
+    }
+    return logarithms;
+}
+
+// out[i] = exp(logarithms[i] + base) - 1, rounded, from 0 to 65535; 0 for what is not a number.
+VEXA_LOOP_BODY void RaiseRowBody(float const * logarithms, float base, std::size_t count,
+                                 unsigned short * out)
+{
+    constexpr float highest = 11.0904F; // exp(highest) - 1 is more than 65535
+    constexpr float per_ln2 = 1.44269504F;
+    constexpr float ln2_high = 0.693359375F; // its products with small integers are exact
+    constexpr float ln2_low = -2.12194440e-4F;
+    for (std::size_t i = 0; i < count; ++i) {
+        float const sum = logarithms[i] + base;
+        float const low = sum > 0.0F ? sum : 0.0F;
+        float const x = low < highest ? low : highest;
+        auto const power = static_cast<std::int32_t>(x * per_ln2 + 0.5F);
+        auto const n = static_cast<float>(power);
+        float const r = (x - n * ln2_high) - n * ln2_low;
+        // Taylor's series, good to one unit in the last place for |r| up to ln(2) / 2.
+        float series = 1.0F / 720.0F;
+        series = series * r + 1.0F / 120.0F;
+        series = series * r + 1.0F / 24.0F;
+        series = series * r + 1.0F / 6.0F;
+        series = series * r + 0.5F;
+        series = series * r + 1.0F;
+        series = series * r + 1.0F;
+        std::int32_t const bits = (power + 127) << 23;
+        float scale = 0.0F;
+        std::memcpy(&scale, &bits, sizeof scale);
+        float const value = series * scale - 0.5F;
+        out[i] = static_cast<unsigned short>(static_cast<std::int32_t>(value < 65535.0F ? value : 65535.0F));
+    }
+}
+
+// values[i] times low + (high - low) (1 - decay decays[i]).
+VEXA_LOOP_BODY void EmphasiseBody(float const * decays, float decay, float low, float high, std::size_t count,
+                                  float * __restrict values)
+{
+    for (std::size_t i = 0; i < count; ++i) {
+        float const kept = decay * decays[i];
+        float const emphasis = low * kept + high * (1.0F - kept);
+        values[2 * i] *= emphasis;
+        values[2 * i + 1] *= emphasis;
+    }
+}
+
+#if VEXA_HAS_AVX2
+VEXA_AVX2 void RaiseRowAvx2(float const * logarithms, float base, std::size_t count, unsigned short * out)
+{
+    RaiseRowBody(logarithms, base, count, out);
+}
+
+VEXA_AVX2 void EmphasiseAvx2(float const * decays, float decay, float low, float high, std::size_t count,
+                             float * values)
+{
+    EmphasiseBody(decays, decay, low, high, count, values);
+}
+#endif
+
+void RaiseRow(float const * logarithms, float base, std::size_t count, unsigned short * out)
+{
+#if VEXA_HAS_AVX2
+    if (GetInstructionSet() == InstructionSet::Avx2) {
+        RaiseRowAvx2(logarithms, base, count, out);
+        return;
+    }
+#endif
+    RaiseRowBody(logarithms, base, count, out);
+}
+
+void Emphasise(float const * decays, float decay, float low, float high, std::size_t count, Complex * values)
+{
+    auto * const parts = reinterpret_cast<float *>(values);
+#if VEXA_HAS_AVX2
+    if (GetInstructionSet() == InstructionSet::Avx2) {
+        EmphasiseAvx2(decays, decay, low, high, count, parts);
+        return;
+    }
+#endif
+    EmphasiseBody(decays, decay, low, high, count, parts);
+}
+
+// Calls work(first, count) for parts of all numbers below total, on several threads.
+template <typename Work>
+void ForParts(std::size_t total, std::size_t most, Work work)
+{
+    ParallelFor((total + most - 1) / most,
+                [&](std::size_t part) { work(part * most, std::min(most, total - part * most)); });
+}
+
+class HomomorphicFilter {
+  public:
+    HomomorphicFilter(std::size_t width, std::size_t height, HomomorphicFilterParams const & params)
+        : _width(width), _height(height), _columns(width / 2 + 1), _low(static_cast<float>(params.gamma_low)),
+          _high(static_cast<float>(params.gamma_high)), _spectrum(_columns * height)
+    {
+        // exp(-c (u² + v²) / d0²) is a product of a factor for u and one for v.
+        auto const decay = [&](std::size_t frequency) {
+            double const share = static_cast<double>(frequency) / params.d0;
+            return static_cast<float>(params.c > 0.0 ? std::exp(-params.c * (share * share)) : 1.0);
+        };
+        for (std::size_t u = 0; u < _columns; ++u) {
+            _decays_x.push_back(decay(u));
+        }
+        for (std::size_t v = 0; v < height; ++v) {
+            _decays_y.push_back(decay(std::min(v, height - v)));
+        }
+    }
+
+    // in and out may be one.
+    void Filter(unsigned short const * in, unsigned short * out)
+    {
+        ForParts(_height, rows_per_part, [&](std::size_t first, std::size_t count) {
+            TransformRows(in + first * _width, first, count);
+        });
+        ForParts(_columns, columns_per_part,
+                 [&](std::size_t first, std::size_t count) { FilterColumns(first, count); });
+        ForParts(_height, rows_per_part, [&](std::size_t first, std::size_t count) {
+            RestoreRows(first, count, out + first * _width);
+        });
+    }
+
+  private:
+    void TransformRows(unsigned short const * in, std::size_t first, std::size_t count)
+    {
+        static std::vector<float> const logarithms = MakeLogarithms();
+        std::vector<float> rows(count * _width);
+        std::transform(in, in + rows.size(), rows.begin(), [](unsigned short v) { return logarithms[v]; });
+        pocketfft::r2c({count, _width}, RowStrides(sizeof(float) * _width, sizeof(float)),
+                       RowStrides(sizeof(Complex) * _columns, sizeof(Complex)), 1, pocketfft::FORWARD,
+                       rows.data(), _spectrum.data() + first * _columns, 1.0F);
+    }
+
+    // There and back in one go: the columns stay in the cache.
+    void FilterColumns(std::size_t first, std::size_t count)
+    {
+        pocketfft::stride_t const strides = RowStrides(sizeof(Complex) * _columns, sizeof(Complex));
+        Complex * const columns = _spectrum.data() + first;
+        pocketfft::c2c({_height, count}, strides, strides, {0}, pocketfft::FORWARD, columns, columns, 1.0F);
+        for (std::size_t v = 0; v < _height; ++v) {
+            Emphasise(_decays_x.data() + first, _decays_y[v], _low, _high, count, columns + v * _columns);
+        }
+        pocketfft::c2c({_height, count}, strides, strides, {0}, pocketfft::BACKWARD, columns, columns, 1.0F);
+    }
+
+    void RestoreRows(std::size_t first, std::size_t count, unsigned short * out)
+    {
+        std::vector<float> rows(count * _width);
+        auto const share =
+            static_cast<float>(1.0 / (static_cast<double>(_width) * static_cast<double>(_height)));
+        pocketfft::c2r({count, _width}, RowStrides(sizeof(Complex) * _columns, sizeof(Complex)),
+                       RowStrides(sizeof(float) * _width, sizeof(float)), 1, pocketfft::BACKWARD,
+                       _spectrum.data() + first * _columns, rows.data(), share);
+        RaiseRow(rows.data(), _low * middle, rows.size(), out);
+    }
+
+    // In bytes: from row to row, from value to value.
+    static pocketfft::stride_t RowStrides(std::size_t row, std::size_t value)
+    {
+        return {static_cast<std::ptrdiff_t>(row), static_cast<std::ptrdiff_t>(value)};
+    }
+
+    std::size_t _width;
+    std::size_t _height;
+    std::size_t _columns; // of the spectrum: the others mirror these
+    float _low;
+    float _high;
+    std::vector<float> _decays_x;
+    std::vector<float> _decays_y;
+    std::vector<Complex> _spectrum;
+};
+
+void RefuseUnusable(HomomorphicFilterParams const & params)
+{
+    bool const finite = std::isfinite(params.gamma_low) && std::isfinite(params.gamma_high) &&
+                        std::isfinite(params.c) && std::isfinite(params.d0);
+    if (!finite || params.c < 0.0 || params.d0 == 0.0) {
+        throw InternalException("The homomorphic filter's parameters make no sense");
+    }
+}
+
+} // namespace
+
+template <typename T>
+void homFilter(Image3d<T> const & in, Image3d<T> & out, HomomorphicFilterParams const & params)
+{
+    RefuseUnusable(params);
+    HomomorphicFilter filter(in.size.x, in.size.y, params);
+    out.MakeRoom(in.size.x, in.size.y, in.size.z);
+    out.offset = in.offset;
+    out.resolution = in.resolution;
+    for (unsigned int z = 0; z < in.size.z && in.GetCount() > 0; ++z) {
+        filter.Filter(in.GetVoxelAddr(0, 0, z), out.GetVoxelAddr(0, 0, z));
+    }
+}
+
+template VEXA_API void homFilter(Image3d<unsigned short> const &, Image3d<unsigned short> &,
+                                 HomomorphicFilterParams const &);
+
+} // namespace vexa
