@@ -152,14 +152,21 @@ class VELM_API VELM_Depository : public VELM_Class {
     // Takes the calibration from every channel of the file, not from those in memory.
     void RemoveCalibFromChannels();
 
-    // The 16-bit stack of a channel, with its histogram beside it. box: the part to read, null for all.
+    // The 16-bit stack of a channel, with its histogram beside it. box: the part to read, null for all. Its
+    // file tells other programs the channel's name and, if it is given, when the stack was acquired;
+    // otherwise a stack that replaces another keeps that one's time.
     bool FOV_LoadImage(long id, long channel_id, vexa::Image3d<unsigned short> & image, vexa::Box * box);
     bool VOI_LoadImage(long id, long channel_id, vexa::Image3d<unsigned short> & image, vexa::Box * box);
     bool FOV_SaveImage(long id, long channel_id, vexa::Image3d<unsigned short> & image);
     bool VOI_SaveImage(long id, long channel_id, vexa::Image3d<unsigned short> & image);
+    bool FOV_SaveImage(long id, long channel_id, vexa::Image3d<unsigned short> & image,
+                       wxDateTime const & acquired);
+    bool VOI_SaveImage(long id, long channel_id, vexa::Image3d<unsigned short> & image,
+                       wxDateTime const & acquired);
 
     // The channel's AF image: its projection along z, one slice. Loading makes it from the stack, or from the
-    // older form of its file, when it is missing; saving makes the thumbnail too.
+    // older form of its file, when it is missing; saving makes the thumbnail too. Its file tells what the
+    // stack's tells.
     bool FOV_LoadAFImage(long id, long channel_id, vexa::Image3d<unsigned short> & image, vexa::Box * box);
     bool VOI_LoadAFImage(long id, long channel_id, vexa::Image3d<unsigned short> & image, vexa::Box * box);
     bool FOV_SaveAFImage(long id, long channel_id, vexa::Image3d<unsigned short> & image);
@@ -254,9 +261,14 @@ class VELM_API VELM_Depository : public VELM_Class {
                    vexa::Box * box) const;
 
     // Writes the image, compressed if the preferences say so.
-    static bool SaveImage(wxString const & name, vexa::Image3d<unsigned short> const & image);
+    static bool SaveImage(wxString const & name, vexa::Image3d<unsigned short> const & image,
+                          vexa::ImageNotes const & notes);
 
-    bool SaveStack(Kind const & kind, long id, long channel_id, vexa::Image3d<unsigned short> const & image);
+    // The channel's name as it is now, and the rest as the file of its stack tells, if there is one.
+    vexa::ImageNotes NotesOf(Kind const & kind, long id, long channel_id) const;
+
+    bool SaveStack(Kind const & kind, long id, long channel_id, vexa::Image3d<unsigned short> const & image,
+                   wxDateTime const & acquired);
     bool LoadAF(Kind const & kind, long id, long channel_id, vexa::Image3d<unsigned short> & image,
                 vexa::Box * box);
     bool LoadOldAF(Kind const & kind, long id, long channel_id, vexa::Image3d<unsigned short> & image);

@@ -44,7 +44,7 @@ bool VELM_Depository::CI_Save(VELM_Calibration_Image & image) const
 
 bool VELM_Depository::CI_SaveImage(long id, vexa::Image3d<unsigned short> const & image) const
 {
-    return SaveImage(CI_GetImageFileName(id), image);
+    return SaveImage(CI_GetImageFileName(id), image, vexa::ImageNotes());
 }
 
 bool VELM_Depository::CI_LoadImage(long id, vexa::Image3d<unsigned short> & image, vexa::Box * box) const

@@ -87,16 +87,31 @@ bool VELM_Depository::LoadImage(wxString const & name, vexa::LabeledImage3d<unsi
 
 // --- writing a channel's image
 
-bool VELM_Depository::SaveImage(wxString const & name, Stack const & image)
+bool VELM_Depository::SaveImage(wxString const & name, Stack const & image, vexa::ImageNotes const & notes)
 {
     try {
         image.SaveImage(name.fn_str(), vexa::FileFormat::FromName,
-                        VELM_Preferences::GetInstance()->GetEnableCompression(), nullptr);
+                        VELM_Preferences::GetInstance()->GetEnableCompression(), nullptr, notes);
         return true;
     } catch (vexa::IOException const & error) {
         VELM_LOG_ERROR("%s", detail::ExceptionText(error));
         return false;
     }
+}
+
+vexa::ImageNotes VELM_Depository::NotesOf(Kind const & kind, long id, long channel_id) const
+{
+    vexa::ImageNotes notes;
+    try {
+        notes =
+            vexa::ReadImageNotes(ImageFileName(kind, id, channel_id).fn_str(), vexa::FileFormat::FromName);
+    } catch (vexa::IOException const &) {
+        // A first stack has nothing to keep, nor has one that replaces a damaged file.
+    }
+    if (_channels.Contains(channel_id)) {
+        notes.channel = _channels.GetById(channel_id).GetName().utf8_string();
+    }
+    return notes;
 }
 
 // --- file names
@@ -173,13 +188,18 @@ bool VELM_Depository::VOI_LoadImage(long id, long channel_id, Stack & image, vex
     return LoadImage(VOI_GetImageFileName(id, channel_id), image, box);
 }
 
-bool VELM_Depository::SaveStack(Kind const & kind, long id, long channel_id, Stack const & image)
+bool VELM_Depository::SaveStack(Kind const & kind, long id, long channel_id, Stack const & image,
+                                wxDateTime const & acquired)
 {
+    vexa::ImageNotes notes = NotesOf(kind, id, channel_id);
+    if (acquired.IsValid()) {
+        notes.acquired = acquired.Format("%Y-%m-%dT%H:%M:%S.%lZ", wxDateTime::UTC).utf8_string();
+    }
     // First, so that no failure leaves the histogram of another image; a missing one is made when it is asked
     // for.
     wxString const histogram_file = HistFileName(kind, id, channel_id);
     RemoveQuietly(histogram_file);
-    if (!SaveImage(ImageFileName(kind, id, channel_id), image)) {
+    if (!SaveImage(ImageFileName(kind, id, channel_id), image, notes)) {
         return false;
     }
     GreyHistogram histogram;
@@ -193,19 +213,29 @@ bool VELM_Depository::SaveStack(Kind const & kind, long id, long channel_id, Sta
 
 bool VELM_Depository::FOV_SaveImage(long id, long channel_id, Stack & image)
 {
-    return SaveStack(FOV, id, channel_id, image);
+    return SaveStack(FOV, id, channel_id, image, wxDateTime());
+}
+
+bool VELM_Depository::FOV_SaveImage(long id, long channel_id, Stack & image, wxDateTime const & acquired)
+{
+    return SaveStack(FOV, id, channel_id, image, acquired);
 }
 
 bool VELM_Depository::VOI_SaveImage(long id, long channel_id, Stack & image)
 {
-    return SaveStack(VOI, id, channel_id, image);
+    return SaveStack(VOI, id, channel_id, image, wxDateTime());
+}
+
+bool VELM_Depository::VOI_SaveImage(long id, long channel_id, Stack & image, wxDateTime const & acquired)
+{
+    return SaveStack(VOI, id, channel_id, image, acquired);
 }
 
 // --- AF images
 
 bool VELM_Depository::SaveAF(Kind const & kind, long id, long channel_id, Stack const & image)
 {
-    if (!SaveImage(AFImageFileName(kind, id, channel_id), image)) {
+    if (!SaveImage(AFImageFileName(kind, id, channel_id), image, NotesOf(kind, id, channel_id))) {
         return false;
     }
     kind.make_thumbnail(this, id)->CreateThumbnail(channel_id, thumbnail_size, image);
@@ -259,7 +289,7 @@ void VELM_Depository::KeepMadeAF(Kind const & kind, long id, long channel_id, St
 {
     try {
         image.SaveImage(AFImageFileName(kind, id, channel_id).fn_str(), vexa::FileFormat::FromName, true,
-                        nullptr);
+                        nullptr, NotesOf(kind, id, channel_id));
     } catch (vexa::IOException const & error) {
         VELM_LOG_ERROR("Unable to save recreated AF image (%s)", detail::ExceptionText(error));
         return;
@@ -406,7 +436,7 @@ bool VELM_Depository::ChangeChannelResolution(Kind const & kind, long id, long c
         return false;
     }
     image.resolution = vexa::Resolution(resolution);
-    if (!SaveStack(kind, id, channel_id, image)) {
+    if (!SaveStack(kind, id, channel_id, image, wxDateTime())) {
         return false;
     }
     kind.make_thumbnail(this, id)->Delete(channel_id);

@@ -26,6 +26,7 @@ struct Kind {
     long id;
     bool (VELM_Depository::*load)(long, long, Stack &, vexa::Box *);
     bool (VELM_Depository::*save)(long, long, Stack &);
+    bool (VELM_Depository::*save_dated)(long, long, Stack &, wxDateTime const &);
     bool (VELM_Depository::*load_af)(long, long, Stack &, vexa::Box *);
     bool (VELM_Depository::*save_af)(long, long, Stack &);
     bool (VELM_Depository::*load_histogram)(long, long, GreyHistogram &);
@@ -40,6 +41,7 @@ Kind const fov_kind{"FOV",
                     1,
                     &VELM_Depository::FOV_LoadImage,
                     &VELM_Depository::FOV_SaveImage,
+                    &VELM_Depository::FOV_SaveImage,
                     &VELM_Depository::FOV_LoadAFImage,
                     &VELM_Depository::FOV_SaveAFImage,
                     &VELM_Depository::FOV_LoadHistogram,
@@ -51,6 +53,7 @@ Kind const voi_kind{"VOI",
                     "regions/010000",
                     10000,
                     &VELM_Depository::VOI_LoadImage,
+                    &VELM_Depository::VOI_SaveImage,
                     &VELM_Depository::VOI_SaveImage,
                     &VELM_Depository::VOI_LoadAFImage,
                     &VELM_Depository::VOI_SaveAFImage,
@@ -150,6 +153,32 @@ TEST_P(ImageStoreTest, ThePreferenceSwitchesCompression)
     VELM_Preferences::GetInstance()->SetEnableCompression(true);
     Save(constant);
     EXPECT_LT(ReadFile(File("01.ics")).size(), 64u * 64u);
+}
+
+TEST_P(ImageStoreTest, StackAndAfImageTellOtherProgramsTheChannelAndWhenItWasAcquired)
+{
+    _temp->GetChannelListRef().Insert(TestChannel(1, wxString::FromUTF8("DAPI 5 \u00b5m")));
+    Stack stack = PatternStack(6, 5, 3);
+    wxDateTime const acquired(time_t{1764009000});
+    auto const expect_notes = [&](char const * name, std::string const & time) {
+        vexa::ImageNotes const notes =
+            vexa::ReadImageNotes(File(name).utf8_str(), vexa::FileFormat::FromName);
+        EXPECT_EQ(notes.channel, "DAPI 5 \u00b5m") << name;
+        EXPECT_EQ(notes.acquired, time) << name;
+    };
+
+    EXPECT_TRUE(Save(stack));
+    expect_notes("01.ics", "");
+    EXPECT_TRUE(((*_temp).*kind.save_dated)(kind.id, 1, stack, acquired));
+    expect_notes("01.ics", "2025-11-24T18:30:00.000Z");
+    Stack projection;
+    EXPECT_TRUE(LoadAF(projection)); // made from the stack
+    expect_notes("01_af.ics", "2025-11-24T18:30:00.000Z");
+    EXPECT_TRUE(SaveAF(projection));
+    expect_notes("01_af.ics", "2025-11-24T18:30:00.000Z");
+
+    EXPECT_TRUE(Save(stack)); // a changed stack was acquired when it was
+    expect_notes("01.ics", "2025-11-24T18:30:00.000Z");
 }
 
 TEST_P(ImageStoreTest, ABoxReadsOnlyItsPart)

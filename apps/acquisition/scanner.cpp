@@ -156,7 +156,7 @@ void Scanner::TakeFov(ScanPlan const & plan, VELM_Coord const & coord)
         TakeStack(plan, coord, channel, stack);
         fov.EndChannel();
         fov.GetChannelById(channel_id).SetCameraSetting(channel.GetCameraSetting());
-        StoreChannel(id, channel_id, stack);
+        StoreChannel(fov, id, channel_id, stack);
     }
     // The images before the record, which is what makes a FOV of them.
     ForceFovToDisk(_depository, id);
@@ -196,7 +196,8 @@ void Scanner::TakeStack(ScanPlan const & plan, VELM_Coord const & coord, VELM_Ch
     _base.AlterImageOffsetAndResolution(stack, &setting, static_cast<int>(plan.step));
 }
 
-void Scanner::StoreChannel(long fov_id, long channel_id, vexa::Image3d<unsigned short> & stack)
+void Scanner::StoreChannel(VELM_FOV const & fov, long fov_id, long channel_id,
+                           vexa::Image3d<unsigned short> & stack)
 {
     vexa::Image3d<unsigned short> projection;
     vexa::Get_AF_XY(stack, projection);
@@ -204,7 +205,8 @@ void Scanner::StoreChannel(long fov_id, long channel_id, vexa::Image3d<unsigned 
         return StoreError(std::string("The ") + what + " of channel " + std::to_string(channel_id) +
                           " of FOV " + std::to_string(fov_id) + " could not be stored.");
     };
-    if (!_depository.FOV_SaveImage(fov_id, channel_id, stack) ||
+    wxDateTime const acquired = fov.GetTimeIntervalById(channel_id).GetStartTime();
+    if (!_depository.FOV_SaveImage(fov_id, channel_id, stack, acquired) ||
         !_depository.FOV_SaveAFImage(fov_id, channel_id, projection)) {
         throw failure("images");
     }

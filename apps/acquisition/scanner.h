@@ -49,7 +49,8 @@ class Scanner {
     void TakeFov(ScanPlan const & plan, VELM_Coord const & coord);
     void TakeStack(ScanPlan const & plan, VELM_Coord const & coord, VELM_Channel & channel,
                    vexa::Image3d<unsigned short> & stack);
-    void StoreChannel(long fov_id, long channel_id, vexa::Image3d<unsigned short> & stack);
+    void StoreChannel(VELM_FOV const & fov, long fov_id, long channel_id,
+                      vexa::Image3d<unsigned short> & stack);
 
     VELM_BaseControl & _base;
     VELM_Database & _db;

@@ -25,8 +25,11 @@ struct ImageHeader {
 
 // What a file may tell of its image besides, for other programs. A text that is empty isn't there.
 struct ImageNotes {
-    std::string channel;  // the channel's name, UTF-8, one line
-    std::string acquired; // when the image was taken, in the form of ISO 8601, such as 2026-11-21T18:30:00
+    // The channel's name, UTF-8, one line.
+    std::string channel;
+
+    // When the image was taken, in the form of ISO 8601, such as 2026-11-21T18:30:00.250Z.
+    std::string acquired;
 };
 
 // Reads only the header of the image file. Throws IOException when the file is missing or not such a file.

@@ -34,6 +34,14 @@ class ExportTest : public testing::Test {
 
     std::string OutFile() const { return std::string((_out / "out.ome.tif").utf8_str()); }
 
+    // Of a run that ends with status 1: what it said.
+    static std::string ErrorsOfFailure(RunResult const & run)
+    {
+        EXPECT_EQ(run.status, 1);
+        EXPECT_EQ(run.output, "");
+        return run.errors;
+    }
+
     bool NothingIsThere() const { return fs::is_empty(std::string(_out.GetPath().utf8_str())); }
 
     void Scan()
@@ -97,29 +105,34 @@ assert [objective.get(k) for k in ('Model', 'NominalMagnification', 'LensNA')] =
 )");
 }
 
+TEST_F(ExportTest, DrawsABarOnATerminal)
+{
+    Scan();
+    RunResult const run = ScanProcess(Arguments("1"), {0, true}).Finish();
+    EXPECT_EQ(run.status, 0) << run.errors;
+    std::string const full = "\r[" + std::string(30, '#') + "] FOV 1, slice 6 of 6, ";
+    EXPECT_THAT(run.output, testing::StartsWith("\r["));
+    EXPECT_THAT(run.output, testing::HasSubstr(full)) << "two channels of three slices";
+    EXPECT_THAT(run.output, testing::EndsWith(" slices/s, 0 s left\x1b[K\n"));
+}
+
 TEST_F(ExportTest, OfAFovThatIsNotThereFailsWithoutAFile)
 {
     Scan();
-    RunResult const run = Export("3");
-    EXPECT_EQ(run.status, 1);
-    EXPECT_EQ(run.output, "");
-    EXPECT_EQ(run.errors, "Error: The depository has no FOV 3.\n");
+    EXPECT_EQ(ErrorsOfFailure(Export("3")), "Error: The depository has no FOV 3.\n");
     EXPECT_TRUE(NothingIsThere());
 }
 
 TEST_F(ExportTest, FromADirectoryThatIsNoDepositoryFails)
 {
-    RunResult const run = Export("1");
-    EXPECT_EQ(run.status, 1);
-    EXPECT_THAT(run.errors, testing::EndsWith("dep is not a depository.\n"));
+    EXPECT_THAT(ErrorsOfFailure(Export("1")), testing::EndsWith("dep is not a depository.\n"));
 }
 
 TEST_F(ExportTest, WithoutRoomForTheFileFailsAndLeavesNothing)
 {
     Scan();
-    RunResult const run = ScanProcess(Arguments("1"), 5000).Finish();
-    EXPECT_EQ(run.status, 1);
-    EXPECT_THAT(run.errors, testing::HasSubstr("Error: Cannot write '" + OutFile() + "': "));
+    RunResult const run = ScanProcess(Arguments("1"), {5000}).Finish();
+    EXPECT_THAT(ErrorsOfFailure(run), testing::HasSubstr("Error: Cannot write '" + OutFile() + "': "));
     EXPECT_TRUE(NothingIsThere());
 }
 

@@ -7,9 +7,11 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <gtest/gtest.h>
+#include <pty.h>
 #include <regex>
 #include <sys/resource.h>
 #include <sys/wait.h>
+#include <termios.h>
 #include <unistd.h>
 #include <wx/fileconf.h>
 
@@ -36,13 +38,27 @@ std::string Text(wxString const & text)
     return std::string(text.utf8_str());
 }
 
+// Both ends of a terminal that passes on every byte as it is: this side's first, the program's second.
+void OpenTerminal(int (&ends)[2])
+{
+    if (openpty(&ends[0], &ends[1], nullptr, nullptr, nullptr) != 0) {
+        throw std::runtime_error("no terminal");
+    }
+    termios state{};
+    tcgetattr(ends[1], &state);
+    cfmakeraw(&state);
+    tcsetattr(ends[1], TCSANOW, &state);
+}
+
 } // namespace
 
-ScanProcess::ScanProcess(std::vector<std::string> const & arguments, long max_file_bytes)
+ScanProcess::ScanProcess(std::vector<std::string> const & arguments, Surroundings const & surroundings)
     : _errors_file(_directory / "errors")
 {
     int ends[2];
-    if (pipe(ends) != 0) {
+    if (surroundings.terminal) {
+        OpenTerminal(ends);
+    } else if (pipe(ends) != 0) {
         throw std::runtime_error("no pipe");
     }
     int const errors = open(_errors_file.utf8_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
@@ -62,8 +78,9 @@ ScanProcess::ScanProcess(std::vector<std::string> const & arguments, long max_fi
         dup2(errors, STDERR_FILENO);
         close(ends[0]);
         close(ends[1]);
-        if (max_file_bytes > 0) {
-            rlimit const limit{static_cast<rlim_t>(max_file_bytes), static_cast<rlim_t>(max_file_bytes)};
+        if (surroundings.max_file_bytes > 0) {
+            auto const most = static_cast<rlim_t>(surroundings.max_file_bytes);
+            rlimit const limit{most, most};
             setrlimit(RLIMIT_FSIZE, &limit);
         }
         execv(argv[0], argv.data());

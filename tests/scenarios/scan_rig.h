@@ -18,12 +18,19 @@ struct RunResult {
     std::string errors; // of standard error
 };
 
+// What surrounds a run of velm-scan.
+struct Surroundings {
+    // The largest file that it may write, so that writes fail as on a full disk; 0 for no limit.
+    long max_file_bytes = 0;
+
+    // Its standard output is a terminal, which passes on every byte as it is.
+    bool terminal = false;
+};
+
 // A running velm-scan.
 class ScanProcess {
   public:
-    // max_file_bytes: the largest file that it may write, so that writes fail as on a full disk; 0 for no
-    // limit.
-    explicit ScanProcess(std::vector<std::string> const & arguments, long max_file_bytes = 0);
+    explicit ScanProcess(std::vector<std::string> const & arguments, Surroundings const & surroundings = {});
     ~ScanProcess();
     ScanProcess(ScanProcess const &) = delete;
     ScanProcess & operator=(ScanProcess const &) = delete;

@@ -88,6 +88,12 @@ TEST_F(ScanTest, AGridIsScannedAndEveryRecordLoadsBack)
             EXPECT_FALSE(channel.GetCameraSetting()->IsFullFrame())
                 << "the region that was really taken is recorded";
             EXPECT_LE(fov.GetTimeInterval(i).GetStartTime(), fov.GetTimeInterval(i).GetEndTime());
+            std::string const file =
+                wxString::Format("%s%02ld.ics", depository.FOV_GetDir(id), channel.GetId()).utf8_string();
+            vexa::ImageNotes const notes = vexa::ReadImageNotes(file.c_str(), vexa::FileFormat::FromName);
+            EXPECT_EQ(notes.channel, channel.GetName().utf8_string());
+            EXPECT_EQ(notes.acquired,
+                      fov.GetTimeInterval(i).GetStartTime().Format("%Y-%m-%dT%H:%M:%S.%lZ", wxDateTime::UTC));
             vexa::Image3d<unsigned short> stack;
             ASSERT_TRUE(depository.FOV_LoadImage(id, channel.GetId(), stack, nullptr));
             EXPECT_EQ(stack.size.z, 3u);
@@ -266,7 +272,7 @@ TEST_F(ScanTest, AFullDiskEndsTheRunWithAClearErrorAndNoHalfFov)
     RunResult const first = _rig.Scan("dep", {"--grid", "1x1", "--slices", "2", "--channels", "1"});
     ASSERT_EQ(first.status, 0) << first.errors;
     RunResult const full =
-        ScanProcess(_rig.Arguments("dep", {"--slices", "9", "--channels", "1"}), 60000).Finish();
+        ScanProcess(_rig.Arguments("dep", {"--slices", "9", "--channels", "1"}), {60000}).Finish();
     EXPECT_EQ(full.status, 1);
     EXPECT_THAT(full.errors,
                 testing::HasSubstr("Error: The images of channel 1 of FOV 2 could not be stored.\n"));
@@ -285,7 +291,7 @@ TEST_F(ScanTest, AFovWithoutItsThumbnailIsNotWhole)
     VELM_Depository & depository = Open();
     depository.GetChannelListRef().GetById(1).GetCameraSetting()->SetBinning(16, 16);
     ASSERT_TRUE(depository.SaveChannels(nullptr));
-    RunResult const full = ScanProcess(_rig.Arguments("dep", plan), 1700).Finish();
+    RunResult const full = ScanProcess(_rig.Arguments("dep", plan), {1700}).Finish();
     EXPECT_EQ(full.status, 1);
     EXPECT_EQ(full.output, "");
     EXPECT_THAT(full.errors,
