@@ -1,39 +1,16 @@
 #include "velm_frame_buffer.h"
 
+#include "velm_flat_field.h"
 #include "velm_frame_kernels.h"
 #include "velm_log_macros.h"
 #include "vexacore/parallel.h"
 
 #include <algorithm>
-#include <cmath>
-#include <cstdint>
 #include <vector>
 
 namespace velm {
 
 namespace {
-
-// The calibrated pixel, cut down to 16 bits.
-unsigned short Calibrate(unsigned short value, unsigned short divisor, double mean)
-{
-    constexpr double limit = 9e18; // what fits into 64 bits; neither an infinity nor a NaN does
-    double const quotient = static_cast<double>(value) / static_cast<double>(divisor) * mean;
-    return std::abs(quotient) < limit ? static_cast<unsigned short>(static_cast<std::int64_t>(quotient)) : 0;
-}
-
-void CalibrateRow(std::vector<unsigned short> & row, unsigned short const * divisors, double mean)
-{
-    // As long as no result leaves 32 bits, the compiler can make vector instructions of the loop.
-    bool const fits = std::abs(mean) < 32767.0;
-    for (std::size_t c = 0; fits && c < row.size(); ++c) {
-        int const divisor = divisors[c] == 0 ? 1 : divisors[c];
-        int const quotient = static_cast<int>(static_cast<double>(row[c]) / divisor * mean);
-        row[c] = static_cast<unsigned short>(divisors[c] == 0 ? 0 : quotient);
-    }
-    for (std::size_t c = 0; !fits && c < row.size(); ++c) {
-        row[c] = Calibrate(row[c], divisors[c], mean);
-    }
-}
 
 int BinnedOffset(int first, int binning)
 {
@@ -157,12 +134,14 @@ void VELM_FrameBuffer::PaintRows(FramePainter const & painter,
 {
     bool const as_it_is = _step > 0 && calib_img == nullptr;
     std::vector<unsigned short> row(_dx);
+    FlatField field(mean);
     for (unsigned int r = begin; r < end; ++r, target += stride) {
         if (!as_it_is) {
             CopyRun(RowPosition(r), _dx, row.data(), nullptr);
         }
         if (calib_img != nullptr) {
-            CalibrateRow(row, calib_img->GetFirstVoxelAddr() + std::size_t{r} * _dx, mean);
+            field.SetDivisors(calib_img->GetFirstVoxelAddr() + std::size_t{r} * _dx, _dx);
+            field.Apply(row.data());
         }
         painter.Paint(as_it_is ? _data + RowPosition(r) : row.data(), _dx, target);
     }

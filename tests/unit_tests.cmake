@@ -31,6 +31,7 @@ velm_test(velm_time_interval_test)
 
 # The image pipeline
 velm_test(velm_convert_test)
+velm_test(velm_flat_field_test)
 velm_test(velm_frame_buffer_test)
 velm_test(velm_image_mapper_test)
 velm_test(velm_mixer_test)
