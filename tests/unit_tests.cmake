@@ -30,6 +30,7 @@ velm_test(velm_object_param_test)
 velm_test(velm_time_interval_test)
 
 # The image pipeline
+velm_test(velm_bc_mixer_test)
 velm_test(velm_convert_test)
 velm_test(velm_flat_field_test)
 velm_test(velm_frame_buffer_test)
