@@ -119,10 +119,13 @@ foreach(unit IN ITEMS sim_clock sim_config sim_fading sim_faults sim_machine sim
 endforeach()
 velm_gui_test(sim/sim_camera_setting_test LIBRARIES velm_sim_core)
 velm_gui_test(sim/sim_devices_test LIBRARIES velm_sim_core)
-velm_test(sim/sim_rig_test)
-add_dependencies(sim_rig_test velm_sim)
-target_compile_definitions(sim_rig_test PRIVATE
-  VELM_RIG_DIR="${CMAKE_SOURCE_DIR}/rigs/simulated" VELM_SIM_DRIVER_DIR="${CMAKE_BINARY_DIR}/${VELM_DRIVER_SUBDIR}")
+foreach(unit IN ITEMS sim_focus sim_rig)
+  velm_test(sim/${unit}_test)
+  add_dependencies(${unit}_test velm_sim)
+  target_compile_definitions(${unit}_test PRIVATE
+    VELM_RIG_DIR="${CMAKE_SOURCE_DIR}/rigs/simulated"
+    VELM_SIM_DRIVER_DIR="${CMAKE_BINARY_DIR}/${VELM_DRIVER_SUBDIR}")
+endforeach()
 
 # Whole runs of the program
 add_library(velm_scenario_support STATIC scenarios/scan_rig.cpp)
