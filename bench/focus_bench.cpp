@@ -1,7 +1,9 @@
 // What focus and calibration make of frames of 2048 x 2048 pixels. All on one core.
 
 #include "camera_stack.h"
+#include "drivers/base/velm_base_autofocus_steps.h"
 #include "side_by_side.h"
+#include "velm_frame_buffer.h"
 #include "vexaalgo/slice_statistics.h"
 #include "vexacore/parallel.h"
 
@@ -80,6 +82,29 @@ bool MeasureCalibration(Table & table, Stack const & stack)
            right;
 }
 
+// The focus measure at the coarse binning, and the software's share of that binning, on a frame that the
+// camera didn't bin so far.
+void MeasureFocus(Table & table, Stack const & frame)
+{
+    velm::VELM_FrameBuffer buffer(side, side, 1, 1, 0, 0, false, false);
+    std::copy(frame.begin(), frame.end(), buffer.GetAddr());
+    double measure = 0.0;
+    for (int const bin : {1, 2, 16}) {
+        table.Row(
+            "focus measure at binning " + std::to_string(bin) + " / reading the frame", AtLeast(0.9),
+            [&] {
+                measure = velm::OneEnvironsSqrFCE(&buffer, bin);
+                Keep(&measure);
+            },
+            [&] { ReadAll(frame); });
+    }
+    for (int const bin : {2, 4, 8, 16}) {
+        table.Row(
+            "software binning by " + std::to_string(bin) + " / reading the frame", AtLeast(0.9),
+            [&] { velm::Binning(&buffer, bin); }, [&] { ReadAll(frame); });
+    }
+}
+
 } // namespace
 
 int main(int argc, char ** argv)
@@ -87,5 +112,7 @@ int main(int argc, char ** argv)
     Table table(argc, argv);
     vexa::SetThreadCount(1);
     Stack const stack = CameraStack(side, side, 16);
+    vexa::Box const first(0, 0, 0, side, side, 1);
+    MeasureFocus(table, Stack(stack, &first));
     return MeasureCalibration(table, stack) ? 0 : 1;
 }

@@ -17,27 +17,6 @@ namespace {
 using namespace velm::bench;
 using Stack = vexa::Image3d<unsigned short>;
 
-// Reads the stack from memory as fast as a loop can that does hardly anything with it: at four places at
-// once, which memory delivers faster than one after the other.
-void ReadAll(Stack const & stack)
-{
-    constexpr std::size_t places = 4;
-    constexpr std::size_t words = 4; // of one place at a time
-    std::uint64_t differences[places][words] = {};
-    std::size_t const part = stack.GetCount() / places;
-    unsigned short const * const voxels = stack.GetFirstVoxelAddr();
-    for (std::size_t i = 0; i + 4 * words <= part; i += 4 * words) {
-        for (std::size_t place = 0; place < places; ++place) {
-            for (std::size_t word = 0; word < words; ++word) {
-                std::uint64_t four = 0;
-                std::memcpy(&four, voxels + place * part + i + 4 * word, sizeof four);
-                differences[place][word] ^= four;
-            }
-        }
-    }
-    Keep(differences);
-}
-
 // As OpenCV's users make a projection: slice by slice.
 void ProjectByOpenCv(Stack & stack, cv::Mat & highest)
 {

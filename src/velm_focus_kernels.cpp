@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <vector>
 
 #if VEXA_HAS_AVX2
 #include <immintrin.h>
@@ -51,29 +52,53 @@ VEXA_AVX2 std::uint64_t Total(__m256i words)
     return parts[0] + parts[1] + parts[2] + parts[3];
 }
 
+// Has the memory deliver what is needed soon.
+VEXA_AVX2 void Fetch(unsigned short const * pixels)
+{
+    _mm_prefetch(reinterpret_cast<char const *>(pixels), _MM_HINT_T0);
+}
+
+// The sum of 16 squared steps around x, or of every K-th of them.
+template <std::size_t K>
+VEXA_AVX2 __m256i SquaredSteps(unsigned short const * pixel)
+{
+    __m256i const right = Load(pixel + K);
+    __m256i const left = Load(pixel - K);
+    if constexpr (K == 1) {
+        __m256i const top_bits = _mm256_set1_epi32(static_cast<int>(0x80008000));
+        if (_mm256_testz_si256(_mm256_or_si256(right, left), top_bits) != 0) { // as of most cameras
+            __m256i const steps = _mm256_sub_epi16(right, left);
+            __m256i const pairs = _mm256_madd_epi16(steps, steps);
+            return _mm256_add_epi64(_mm256_and_si256(pairs, _mm256_set1_epi64x(0xFFFFFFFF)),
+                                    _mm256_srli_epi64(pairs, 32));
+        }
+    }
+    __m256i const steps = _mm256_or_si256(_mm256_subs_epu16(right, left), _mm256_subs_epu16(left, right));
+    __m256i const even = _mm256_and_si256(steps, _mm256_set1_epi32(0xFFFF));
+    __m256i sum = Square(even);
+    if constexpr (K <= 2) {
+        sum = _mm256_add_epi64(sum, Square(_mm256_srli_epi64(even, 32)));
+    }
+    if constexpr (K == 1) {
+        __m256i const odd = _mm256_srli_epi32(steps, 16);
+        sum = _mm256_add_epi64(sum, Square(odd));
+        sum = _mm256_add_epi64(sum, Square(_mm256_srli_epi64(odd, 32)));
+    }
+    return sum;
+}
+
 // As SumOfSteps, for a K of 1, 2 or 4, as far along the row as registers are full; x moves to what is left.
-// Steps at places between the multiples of K come out too and aren't squared.
 template <std::size_t K>
 VEXA_AVX2 std::uint64_t SumOfStepsAvx2(unsigned short const * row, std::size_t width, std::size_t & x)
 {
-    __m256i const low_words = _mm256_set1_epi32(0xFFFF);
-    __m256i sum = _mm256_setzero_si256();
-    for (; x + 16 + K <= width; x += 16) {
-        __m256i const right = Load(row + x + K);
-        __m256i const left = Load(row + x - K);
-        __m256i const steps = _mm256_or_si256(_mm256_subs_epu16(right, left), _mm256_subs_epu16(left, right));
-        __m256i const even = _mm256_and_si256(steps, low_words);
-        sum = _mm256_add_epi64(sum, Square(even));
-        if constexpr (K <= 2) {
-            sum = _mm256_add_epi64(sum, Square(_mm256_srli_epi64(even, 32)));
-        }
-        if constexpr (K == 1) {
-            __m256i const odd = _mm256_srli_epi32(steps, 16);
-            sum = _mm256_add_epi64(sum, Square(odd));
-            sum = _mm256_add_epi64(sum, Square(_mm256_srli_epi64(odd, 32)));
-        }
+    __m256i first = _mm256_setzero_si256();
+    __m256i second = _mm256_setzero_si256();
+    for (; x + 32 + K <= width; x += 32) {
+        Fetch(row + K * width + x);
+        first = _mm256_add_epi64(first, SquaredSteps<K>(row + x));
+        second = _mm256_add_epi64(second, SquaredSteps<K>(row + x + 16));
     }
-    return Total(sum);
+    return Total(_mm256_add_epi64(first, second));
 }
 
 #endif
@@ -127,25 +152,25 @@ namespace {
 
 #if VEXA_HAS_AVX2
 
-// Sums of neighbouring pixels over so many rows.
-template <std::size_t F>
-VEXA_AVX2 __m256i PairSums(unsigned short const * corner, std::size_t width)
+// The sums of 8 pairs of neighbours over so many rows.
+template <std::size_t Rows>
+VEXA_AVX2 __m256i PairSums(unsigned short const * pixels, std::size_t width)
 {
     __m256i const low_words = _mm256_set1_epi32(0xFFFF);
     __m256i sums = _mm256_setzero_si256();
-    for (std::size_t row = 0; row < F; ++row, corner += width) {
-        __m256i const pixels = Load(corner);
-        sums = _mm256_add_epi32(sums, _mm256_and_si256(pixels, low_words));
-        sums = _mm256_add_epi32(sums, _mm256_srli_epi32(pixels, 16));
+    for (std::size_t row = 0; row < Rows; ++row, pixels += width) {
+        Fetch(pixels + Rows * width);
+        __m256i const neighbours = Load(pixels);
+        sums = _mm256_add_epi32(sums, _mm256_and_si256(neighbours, low_words));
+        sums = _mm256_add_epi32(sums, _mm256_srli_epi32(neighbours, 16));
     }
     return sums;
 }
 
-// Bins the 16 pixels from here on, which are whole blocks.
+// Writes the means of the F by F blocks that make up 16 columns, of which these are the sums by pairs.
 template <std::size_t F>
-VEXA_AVX2 void BinGroup(unsigned short * corner, std::size_t width)
+VEXA_AVX2 void WriteMeans(__m256i sums, unsigned short * corner)
 {
-    __m256i sums = PairSums<F>(corner, width);
     constexpr int bits = F == 2 ? 2 : F == 4 ? 4 : F == 8 ? 6 : 8; // of the number of pixels
     if constexpr (F >= 4) {
         sums = _mm256_add_epi32(sums, _mm256_srli_epi64(sums, 32));
@@ -164,31 +189,45 @@ VEXA_AVX2 void BinGroup(unsigned short * corner, std::size_t width)
     }
 }
 
-// Bins a row of blocks as far as registers are full, and returns how many pixels that is.
+// Bins a row of blocks as far as registers are full, and returns how many pixels that is. Four rows at a
+// time: of more, which often lie a power of two apart, the nearest cache can't hold the same place. sums:
+// room for half a row.
 template <std::size_t F>
-VEXA_AVX2 std::size_t BinRowAvx2(unsigned short * row, std::size_t width)
+VEXA_AVX2 std::size_t BinRowAvx2(unsigned short * row, std::size_t width, std::uint32_t * sums)
 {
-    std::size_t x = 0;
-    for (; x + 16 <= width; x += 16) {
-        BinGroup<F>(row + x, width);
+    constexpr std::size_t rows = std::min<std::size_t>(F, 4);
+    std::size_t const end = width / 16 * 16;
+    for (std::size_t done = 0; done < F; done += rows) {
+        for (std::size_t x = 0; x < end; x += 16) {
+            auto * const place = reinterpret_cast<__m256i *>(sums + x / 2);
+            __m256i of_pairs = PairSums<rows>(row + done * width + x, width);
+            if (done > 0) {
+                of_pairs = _mm256_add_epi32(of_pairs, _mm256_loadu_si256(place));
+            }
+            if (done + rows < F) {
+                _mm256_storeu_si256(place, of_pairs);
+            } else {
+                WriteMeans<F>(of_pairs, row + x);
+            }
+        }
     }
-    return x;
+    return end;
 }
 
-std::size_t BinRowWide(unsigned short * row, std::size_t width, std::size_t f)
+std::size_t BinRowWide(unsigned short * row, std::size_t width, std::size_t f, std::uint32_t * sums)
 {
     if (vexa::GetInstructionSet() != vexa::InstructionSet::Avx2) {
         return 0;
     }
     switch (f) {
     case 2:
-        return BinRowAvx2<2>(row, width);
+        return BinRowAvx2<2>(row, width, sums);
     case 4:
-        return BinRowAvx2<4>(row, width);
+        return BinRowAvx2<4>(row, width, sums);
     case 8:
-        return BinRowAvx2<8>(row, width);
+        return BinRowAvx2<8>(row, width, sums);
     case 16:
-        return BinRowAvx2<16>(row, width);
+        return BinRowAvx2<16>(row, width, sums);
     default:
         return 0;
     }
@@ -196,7 +235,7 @@ std::size_t BinRowWide(unsigned short * row, std::size_t width, std::size_t f)
 
 #else
 
-std::size_t BinRowWide(unsigned short *, std::size_t, std::size_t)
+std::size_t BinRowWide(unsigned short *, std::size_t, std::size_t, std::uint32_t *)
 {
     return 0;
 }
@@ -208,10 +247,11 @@ std::size_t BinRowWide(unsigned short *, std::size_t, std::size_t)
 void BinInPlace(unsigned short * pixels, std::size_t width, std::size_t height, std::size_t f)
 {
     std::size_t const count = width * height;
+    std::vector<std::uint32_t> sums(width / 2);
     for (std::size_t y = 0; y < height; y += f) {
         unsigned short * const row = pixels + y * width;
         std::size_t const left = count - y * width;
-        std::size_t x = y + f <= height ? BinRowWide(row, width, f) : 0;
+        std::size_t x = y + f <= height ? BinRowWide(row, width, f, sums.data()) : 0;
         for (; x < width; x += f) {
             if (x + (f - 1) * width + f <= left) {
                 row[x] = MeanOfBlock(row + x, width, f);

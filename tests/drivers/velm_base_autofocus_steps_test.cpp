@@ -33,9 +33,14 @@ class Frame {
     VELM_FrameBuffer _buffer;
 };
 
-Pixels Pattern(unsigned int width, unsigned int height)
+// Pixels of so many bits.
+Pixels Pattern(unsigned int width, unsigned int height, int bits = 16)
 {
-    return Voxels(PatternImage<unsigned short>(width, height, 1, width + height));
+    Pixels pixels = Voxels(PatternImage<unsigned short>(width, height, 1, width + height));
+    for (unsigned short & pixel : pixels) {
+        pixel = static_cast<unsigned short>(pixel >> (16 - bits));
+    }
+    return pixels;
 }
 
 // Both as their definitions say.
@@ -116,16 +121,32 @@ TEST(FocusMeasure, OfABufferWithoutAFrameOrBinnedTooFarIsZero)
 
 TEST(FocusMeasure, IsTheSameOnAnyMachine)
 {
-    for (int const width : {3, 16, 17, 18, 33, 64, 131, 514}) {
+    for (int const width : {3, 16, 17, 34, 35, 64, 131, 514}) {
         for (int const k : {1, 2, 3, 4, 8, 16}) {
-            int const height = 3 * k + 2;
-            Pixels const pixels =
-                Pattern(static_cast<unsigned int>(width), static_cast<unsigned int>(height));
-            double const expected = PlainMeasure(pixels, width, height, k);
-            OnEveryMachine([&] {
-                Frame frame(static_cast<unsigned int>(width), static_cast<unsigned int>(height), 2, pixels);
-                ASSERT_EQ(OneEnvironsSqrFCE(frame.Get(), 2 * k), expected) << width << ", " << k;
-            });
+            for (int const bits : {12, 15, 16}) {
+                int const height = 3 * k + 2;
+                auto const dx = static_cast<unsigned int>(width);
+                auto const dy = static_cast<unsigned int>(height);
+                Pixels const pixels = Pattern(dx, dy, bits);
+                double const expected = PlainMeasure(pixels, width, height, k);
+                OnEveryMachine([&] {
+                    Frame frame(dx, dy, 2, pixels);
+                    ASSERT_EQ(OneEnvironsSqrFCE(frame.Get(), 2 * k), expected) << width << ", " << k;
+                });
+            }
+        }
+    }
+}
+
+TEST(FocusMeasure, OfSingleBrightPixelsIsTheSameOnAnyMachine)
+{
+    for (std::size_t bright = 0; bright < 3 * 100; ++bright) {
+        for (int const value : {32767, 32768, 65535}) {
+            Pixels pixels(3 * 100, 0);
+            pixels[bright] = static_cast<unsigned short>(value);
+            double const expected = PlainMeasure(pixels, 100, 3, 1);
+            OnEveryMachine(
+                [&] { ASSERT_EQ(OneEnvironsSqrFCE(Frame(100, 3, 1, pixels).Get(), 1), expected) << bright; });
         }
     }
 }
