@@ -66,13 +66,12 @@ vexa::Image3d<unsigned short> CameraStack(unsigned int width, unsigned int heigh
     return stack;
 }
 
-void ReadAll(vexa::Image3d<unsigned short> const & stack)
+void ReadAll(unsigned short const * voxels, std::size_t count)
 {
     constexpr std::size_t places = 4;
     constexpr std::size_t words = 4; // of one place at a time
     std::uint64_t differences[places][words] = {};
-    std::size_t const part = stack.GetCount() / places;
-    unsigned short const * const voxels = stack.GetFirstVoxelAddr();
+    std::size_t const part = count / places;
     for (std::size_t i = 0; i + 4 * words <= part; i += 4 * words) {
         for (std::size_t place = 0; place < places; ++place) {
             for (std::size_t word = 0; word < words; ++word) {

@@ -96,12 +96,12 @@ void MeasureFocus(Table & table, Stack const & frame)
                 measure = velm::OneEnvironsSqrFCE(&buffer, bin);
                 Keep(&measure);
             },
-            [&] { ReadAll(frame); });
+            [&] { ReadAll(buffer.GetAddr(), buffer.GetSize()); });
     }
     for (int const bin : {2, 4, 8, 16}) {
         table.Row(
             "software binning by " + std::to_string(bin) + " / reading the frame", AtLeast(0.9),
-            [&] { velm::Binning(&buffer, bin); }, [&] { ReadAll(frame); });
+            [&] { velm::Binning(&buffer, bin); }, [&] { ReadAll(buffer.GetAddr(), buffer.GetSize()); });
     }
 }
 

@@ -36,7 +36,7 @@ bool MeasureProjection(Table & table, Stack & stack)
     cv::Mat theirs;
     table.Row(
         "AF projection of 16 slices / reading them", AtLeast(0.9), [&] { vexa::Get_AF_XY(stack, ours); },
-        [&] { ReadAll(stack); });
+        [&] { ReadAll(stack.GetFirstVoxelAddr(), stack.GetCount()); });
     char const * const name = "AF projection of 16 slices / OpenCV max";
     table.Row(
         name, AtLeast(1.4), [&] { vexa::Get_AF_XY(stack, ours); }, [&] { ProjectByOpenCv(stack, theirs); });

@@ -14,6 +14,13 @@ namespace velm {
 
 namespace {
 
+// Rows that are added up together, k rows of the frame apart.
+struct Rows {
+    unsigned short const * first;
+    std::size_t width; // of the frame
+    std::size_t count;
+};
+
 std::uint64_t SquaredStep(unsigned short const * pixel, std::size_t k)
 {
     std::int64_t const step = std::int64_t{pixel[k]} - *(pixel - k);
@@ -55,25 +62,18 @@ VEXA_AVX2 std::uint64_t Total(__m256i words)
 // Has the memory deliver what is needed soon.
 VEXA_AVX2 void Fetch(unsigned short const * pixels)
 {
-    _mm_prefetch(reinterpret_cast<char const *>(pixels), _MM_HINT_T0);
+    _mm_prefetch(reinterpret_cast<char const *>(pixels), _MM_HINT_T1);
 }
 
-// The sum of 16 squared steps around x, or of every K-th of them.
+// The sum of the squares of 16 steps, or of every K-th of them. counted: all bits for those that are to
+// count.
 template <std::size_t K>
-VEXA_AVX2 __m256i SquaredSteps(unsigned short const * pixel)
+VEXA_AVX2 __m256i WideSquares(unsigned short const * pixel, __m256i counted)
 {
     __m256i const right = Load(pixel + K);
     __m256i const left = Load(pixel - K);
-    if constexpr (K == 1) {
-        __m256i const top_bits = _mm256_set1_epi32(static_cast<int>(0x80008000));
-        if (_mm256_testz_si256(_mm256_or_si256(right, left), top_bits) != 0) { // as of most cameras
-            __m256i const steps = _mm256_sub_epi16(right, left);
-            __m256i const pairs = _mm256_madd_epi16(steps, steps);
-            return _mm256_add_epi64(_mm256_and_si256(pairs, _mm256_set1_epi64x(0xFFFFFFFF)),
-                                    _mm256_srli_epi64(pairs, 32));
-        }
-    }
-    __m256i const steps = _mm256_or_si256(_mm256_subs_epu16(right, left), _mm256_subs_epu16(left, right));
+    __m256i const both = _mm256_or_si256(_mm256_subs_epu16(right, left), _mm256_subs_epu16(left, right));
+    __m256i const steps = _mm256_and_si256(both, counted);
     __m256i const even = _mm256_and_si256(steps, _mm256_set1_epi32(0xFFFF));
     __m256i sum = Square(even);
     if constexpr (K <= 2) {
@@ -87,37 +87,95 @@ VEXA_AVX2 __m256i SquaredSteps(unsigned short const * pixel)
     return sum;
 }
 
-// As SumOfSteps, for a K of 1, 2 or 4, as far along the row as registers are full; x moves to what is left.
+// Steps that are worked on together: of pixels of 14 bits, as most cameras give them, the squares of so many
+// add up within 32 bits.
+constexpr std::size_t group = 128;
+
+// The sum of the squares of up to a group's steps, or of every K-th of them. count: a multiple of 16.
 template <std::size_t K>
-VEXA_AVX2 std::uint64_t SumOfStepsAvx2(unsigned short const * row, std::size_t width, std::size_t & x)
+VEXA_AVX2 __m256i SquaresOfGroup(unsigned short const * pixel, std::size_t count)
 {
-    __m256i first = _mm256_setzero_si256();
-    __m256i second = _mm256_setzero_si256();
-    for (; x + 32 + K <= width; x += 32) {
-        Fetch(row + K * width + x);
-        first = _mm256_add_epi64(first, SquaredSteps<K>(row + x));
-        second = _mm256_add_epi64(second, SquaredSteps<K>(row + x + 16));
+    __m256i const all = _mm256_set1_epi32(-1);
+    __m256i const counted = K == 1 ? all : K == 2 ? _mm256_set1_epi32(0xFFFF) : _mm256_set1_epi64x(0xFFFF);
+    __m256i bits = Load(pixel - K);
+    __m256i sum = _mm256_setzero_si256();
+    for (std::size_t i = 0; i < count; i += 16) {
+        __m256i const right = Load(pixel + i + K);
+        __m256i const steps = _mm256_and_si256(_mm256_sub_epi16(right, Load(pixel + i - K)), counted);
+        bits = _mm256_or_si256(bits, right);
+        sum = _mm256_add_epi32(sum, _mm256_madd_epi16(steps, steps));
     }
-    return Total(_mm256_add_epi64(first, second));
+    if (_mm256_testz_si256(bits, _mm256_set1_epi32(static_cast<int>(0xC000C000))) != 0) {
+        return _mm256_add_epi64(_mm256_and_si256(sum, _mm256_set1_epi64x(0xFFFFFFFF)),
+                                _mm256_srli_epi64(sum, 32));
+    }
+    sum = _mm256_setzero_si256();
+    for (std::size_t i = 0; i < count; i += 16) {
+        sum = _mm256_add_epi64(sum, WideSquares<K>(pixel + i, all));
+    }
+    return sum;
+}
+
+// For registers of which the first ones don't count.
+constexpr unsigned short none_then_all[32] = {0,      0,      0,      0,      0,      0,      0,      0,
+                                              0,      0,      0,      0,      0,      0,      0,      0,
+                                              0xFFFF, 0xFFFF, 0xFFFF, 0xFFFF, 0xFFFF, 0xFFFF, 0xFFFF, 0xFFFF,
+                                              0xFFFF, 0xFFFF, 0xFFFF, 0xFFFF, 0xFFFF, 0xFFFF, 0xFFFF, 0xFFFF};
+
+// The sum over one row, as far as registers can be filled: up to RestOfRow.
+template <std::size_t K>
+VEXA_AVX2 __m256i SquaresOfRow(unsigned short const * row, std::size_t width)
+{
+    std::size_t const last = (width - K - 16) / K * K; // where a register can be filled for the last time
+    __m256i sum = _mm256_setzero_si256();
+    std::size_t x = K;
+    while (x <= last) {
+        std::size_t const count = std::min(group, (last - x) / 16 * 16 + 16);
+        for (std::size_t i = 0; K > 1 && i < count; i += 32) {
+            Fetch(row + K * width + x + i); // the processor doesn't foresee a jump over rows
+        }
+        sum = _mm256_add_epi64(sum, SquaresOfGroup<K>(row + x, count));
+        x += count;
+    }
+    // What is left, in a register that begins with what has been counted.
+    __m256i const counted = Load(none_then_all + 16 - (x - last));
+    return _mm256_add_epi64(sum, WideSquares<K>(row + last, counted));
+}
+
+std::size_t RestOfRow(std::size_t width, std::size_t k)
+{
+    return (width - k - 16) / k * k + 16;
+}
+
+// As SumOfSteps, for a K of 1, 2 or 4 and rows of at least 16 + 2 K pixels.
+template <std::size_t K>
+VEXA_AVX2 std::uint64_t SumOfStepsAvx2(Rows const & rows)
+{
+    __m256i sum = _mm256_setzero_si256();
+    for (std::size_t i = 0; i < rows.count; ++i) {
+        sum = _mm256_add_epi64(sum, SquaresOfRow<K>(rows.first + i * K * rows.width, rows.width));
+    }
+    return Total(sum);
 }
 
 #endif
 
-// The sum over one row.
-std::uint64_t SumOfSteps(unsigned short const * row, std::size_t width, std::size_t k)
+// The sum over the rows.
+std::uint64_t SumOfSteps(Rows const & rows, std::size_t k)
 {
     std::uint64_t sum = 0;
-    std::size_t x = k;
+    std::size_t begin = k;
 #if VEXA_HAS_AVX2
-    if (vexa::GetInstructionSet() == vexa::InstructionSet::Avx2) {
-        sum = k == 1   ? SumOfStepsAvx2<1>(row, width, x)
-              : k == 2 ? SumOfStepsAvx2<2>(row, width, x)
-              : k == 4 ? SumOfStepsAvx2<4>(row, width, x)
-                       : 0;
+    if (vexa::GetInstructionSet() == vexa::InstructionSet::Avx2 && (k == 1 || k == 2 || k == 4) &&
+        rows.width >= 16 + 2 * k) {
+        sum = k == 1 ? SumOfStepsAvx2<1>(rows) : k == 2 ? SumOfStepsAvx2<2>(rows) : SumOfStepsAvx2<4>(rows);
+        begin = RestOfRow(rows.width, k);
     }
 #endif
-    for (; x + k < width; x += k) {
-        sum += SquaredStep(row + x, k);
+    for (std::size_t i = 0; i < rows.count; ++i) {
+        for (std::size_t x = begin; x + k < rows.width; x += k) {
+            sum += SquaredStep(rows.first + i * k * rows.width + x, k);
+        }
     }
     return sum;
 }
@@ -142,8 +200,10 @@ double SumOfSquaredSteps(unsigned short const * pixels, std::size_t width, std::
     // More takes two million steps from black to white.
     constexpr std::uint64_t exact = std::uint64_t{1} << 53;
     std::uint64_t sum = 0;
-    for (std::size_t y = k; y + k < height && sum <= exact; y += k) {
-        sum += SumOfSteps(pixels + y * width, width, k);
+    std::size_t const rows = height > 2 * k ? (height - 2 * k - 1) / k + 1 : 0;
+    constexpr std::size_t at_once = 64; // far from what 64 bits hold
+    for (std::size_t row = 0; row < rows && sum <= exact; row += at_once) {
+        sum += SumOfSteps({pixels + (row + 1) * k * width, width, std::min(rows - row, at_once)}, k);
     }
     return sum <= exact ? static_cast<double>(sum) : SumInOrder(pixels, width, height, k);
 }
@@ -156,15 +216,16 @@ namespace {
 template <std::size_t Rows>
 VEXA_AVX2 __m256i PairSums(unsigned short const * pixels, std::size_t width)
 {
-    __m256i const low_words = _mm256_set1_epi32(0xFFFF);
-    __m256i sums = _mm256_setzero_si256();
+    __m256i both =
+        _mm256_setzero_si256(); // the second pixel's sum 65536 times, and the first one's, in 32 bits
+    __m256i second = _mm256_setzero_si256();
     for (std::size_t row = 0; row < Rows; ++row, pixels += width) {
-        Fetch(pixels + Rows * width);
-        __m256i const neighbours = Load(pixels);
-        sums = _mm256_add_epi32(sums, _mm256_and_si256(neighbours, low_words));
-        sums = _mm256_add_epi32(sums, _mm256_srli_epi32(neighbours, 16));
+        __m256i const pairs = Load(pixels);
+        both = _mm256_add_epi32(both, pairs);
+        second = _mm256_add_epi32(second, _mm256_srli_epi32(pairs, 16));
     }
-    return sums;
+    __m256i const first = _mm256_sub_epi32(both, _mm256_slli_epi32(second, 16));
+    return _mm256_add_epi32(first, second);
 }
 
 // Writes the means of the F by F blocks that make up 16 columns, of which these are the sums by pairs.
