@@ -140,6 +140,25 @@ void WriteRecords(Seeds const & seeds, std::string const & scratch)
     seeds.Write("calibration", "image", ReadFile(scratch + "/records/calib_images/ci_0001.txt"));
 }
 
+// The bytes that the target takes off one after the other, for an image of 32 x 60 x 2 voxels.
+void WriteCorrections(Seeds const & seeds)
+{
+    std::string const geometry{"\x01\x3f\x00\x3b\x01\x64\x00\xc8\x00\x00\x00\x10\x27\x10\x27\xd0\x07", 17};
+    std::string voxels;
+    for (unsigned short const voxel : Picture<unsigned short>(16, 15, 1)) {
+        voxels += static_cast<char>(voxel);
+        voxels += '\x03';
+    }
+    std::string const number{"\x01\x20\x00", 3}; // 0.032
+    std::string numbers;
+    for (int i = 0; i < 12; ++i) {
+        numbers += number;
+    }
+    seeds.Write("corrections", "spline", '\0' + geometry + "\x01\x0a\x01\x04\x01\x04\x01\x03" + voxels);
+    seeds.Write("corrections", "filter", '\x01' + geometry + numbers.substr(0, 12) + voxels);
+    seeds.Write("corrections", "chromatic", '\x02' + geometry + numbers + voxels);
+}
+
 // What comes with the simulated microscope.
 void CopyInstallation(Seeds const & seeds)
 {
@@ -171,6 +190,7 @@ int main(int argc, char ** argv)
     WriteHistograms(seeds);
     WriteLabels(seeds, scratch);
     WriteRecords(seeds, scratch);
+    WriteCorrections(seeds);
     CopyInstallation(seeds);
     return 0;
 }

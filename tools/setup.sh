@@ -13,7 +13,7 @@ test_packages="libgtest-dev libgmock-dev libics-dev python3 python3-numpy python
 fuzz_packages="clang libclang-rt-14-dev"
 
 # What the benchmarks need beyond all that.
-bench_packages="libics-dev libopencv-core-dev libopencv-imgproc-dev"
+bench_packages="libics-dev libopencv-core-dev libopencv-imgproc-dev libfftw3-dev"
 
 # Options of the configure step, beyond the preset's. An earlier bench/run must not leave its needs to the others.
 configure_options=-DVELM_BUILD_BENCHMARKS=OFF

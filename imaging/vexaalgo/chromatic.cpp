@@ -127,7 +127,8 @@ float Between(float a, float b, float share)
 
 unsigned short Rounded(float value)
 {
-    return static_cast<unsigned short>(value + 0.5F);
+    float const raised = value + 0.5F;
+    return static_cast<unsigned short>(raised);
 }
 
 // In x and y, of the slice in which the voxels begin.

@@ -7,9 +7,22 @@
 #include <cmath>
 #include <complex>
 #include <cstdint>
-#include <cstring>
+#include <cstdlib>
+#include <vector>
+
+// The header below asks for aligned memory of sizes that the C standard doesn't allow and the address
+// sanitizer therefore refuses. It finds this function first.
+namespace pocketfft::detail {
+
+inline void * aligned_alloc(std::size_t alignment, std::size_t size)
+{
+    return std::aligned_alloc(alignment, (size + alignment - 1) / alignment * alignment);
+}
+
+} // namespace pocketfft::detail
 
 #define POCKETFFT_NO_MULTITHREADING // the pool shares the work
+#define POCKETFFT_CACHE_SIZE 4      // plans of as many lengths are kept
 #include <pocketfft_hdronly.h>
 
 namespace vexa {
@@ -20,8 +33,7 @@ using Complex = std::complex<float>;
 
 constexpr std::size_t grey_values = 65536;
 
-// Rows, and columns of the spectrum, that one thread takes at a time: as many of the latter as fill two lines
-// of the cache.
+// Rows, and columns of the spectrum, that one thread takes at a time.
 constexpr std::size_t rows_per_part = 16;
 constexpr std::size_t columns_per_part = 16;
 
@@ -51,7 +63,8 @@ VEXA_LOOP_BODY void RaiseRowBody(float const * logarithms, float base, std::size
         float const sum = logarithms[i] + base;
         float const low = sum > 0.0F ? sum : 0.0F;
         float const x = low < highest ? low : highest;
-        auto const power = static_cast<std::int32_t>(x * per_ln2 + 0.5F);
+        float const raised = x * per_ln2 + 0.5F;
+        auto const power = static_cast<std::int32_t>(raised);
         auto const n = static_cast<float>(power);
         float const r = (x - n * ln2_high) - n * ln2_low;
         // Taylor's series, good to one unit in the last place for |r| up to ln(2) / 2.
@@ -62,10 +75,7 @@ VEXA_LOOP_BODY void RaiseRowBody(float const * logarithms, float base, std::size
         series = series * r + 0.5F;
         series = series * r + 1.0F;
         series = series * r + 1.0F;
-        std::int32_t const bits = (power + 127) << 23;
-        float scale = 0.0F;
-        std::memcpy(&scale, &bits, sizeof scale);
-        float const value = series * scale - 0.5F;
+        float const value = series * static_cast<float>(1 << power) - 0.5F;
         out[i] = static_cast<unsigned short>(static_cast<std::int32_t>(value < 65535.0F ? value : 65535.0F));
     }
 }
@@ -151,8 +161,7 @@ class HomomorphicFilter {
         ForParts(_height, rows_per_part, [&](std::size_t first, std::size_t count) {
             TransformRows(in + first * _width, first, count);
         });
-        ForParts(_columns, columns_per_part,
-                 [&](std::size_t first, std::size_t count) { FilterColumns(first, count); });
+        ForParts(_columns, columns_per_part, [&](std::size_t first, std::size_t) { FilterColumns(first); });
         ForParts(_height, rows_per_part, [&](std::size_t first, std::size_t count) {
             RestoreRows(first, count, out + first * _width);
         });
@@ -163,37 +172,66 @@ class HomomorphicFilter {
     {
         static std::vector<float> const logarithms = MakeLogarithms();
         std::vector<float> rows(count * _width);
+        std::vector<Complex> frequencies(count * _columns);
         std::transform(in, in + rows.size(), rows.begin(), [](unsigned short v) { return logarithms[v]; });
-        pocketfft::r2c({count, _width}, RowStrides(sizeof(float) * _width, sizeof(float)),
-                       RowStrides(sizeof(Complex) * _columns, sizeof(Complex)), 1, pocketfft::FORWARD,
-                       rows.data(), _spectrum.data() + first * _columns, 1.0F);
+        pocketfft::r2c({count, _width}, Strides(_width * sizeof(float), sizeof(float)),
+                       Strides(_columns * sizeof(Complex), sizeof(Complex)), 1, pocketfft::FORWARD,
+                       rows.data(), frequencies.data(), 1.0F);
+        for (std::size_t column = 0; column < _columns; column += columns_per_part) {
+            Strip const strip = StripAt(column);
+            for (std::size_t row = 0; row < count; ++row) {
+                std::copy_n(frequencies.data() + row * _columns + column, strip.width,
+                            strip.values + (first + row) * strip.width);
+            }
+        }
     }
 
-    // There and back in one go: the columns stay in the cache.
-    void FilterColumns(std::size_t first, std::size_t count)
+    // There and back in one go: the strip stays in the cache.
+    void FilterColumns(std::size_t first)
     {
-        pocketfft::stride_t const strides = RowStrides(sizeof(Complex) * _columns, sizeof(Complex));
-        Complex * const columns = _spectrum.data() + first;
-        pocketfft::c2c({_height, count}, strides, strides, {0}, pocketfft::FORWARD, columns, columns, 1.0F);
+        Strip const strip = StripAt(first);
+        pocketfft::shape_t const shape{_height, strip.width};
+        pocketfft::stride_t const strides = Strides(strip.width * sizeof(Complex), sizeof(Complex));
+        pocketfft::c2c(shape, strides, strides, {0}, pocketfft::FORWARD, strip.values, strip.values, 1.0F);
         for (std::size_t v = 0; v < _height; ++v) {
-            Emphasise(_decays_x.data() + first, _decays_y[v], _low, _high, count, columns + v * _columns);
+            Emphasise(_decays_x.data() + first, _decays_y[v], _low, _high, strip.width,
+                      strip.values + v * strip.width);
         }
-        pocketfft::c2c({_height, count}, strides, strides, {0}, pocketfft::BACKWARD, columns, columns, 1.0F);
+        pocketfft::c2c(shape, strides, strides, {0}, pocketfft::BACKWARD, strip.values, strip.values, 1.0F);
     }
 
     void RestoreRows(std::size_t first, std::size_t count, unsigned short * out)
     {
         std::vector<float> rows(count * _width);
+        std::vector<Complex> frequencies(count * _columns);
+        for (std::size_t column = 0; column < _columns; column += columns_per_part) {
+            Strip const strip = StripAt(column);
+            for (std::size_t row = 0; row < count; ++row) {
+                std::copy_n(strip.values + (first + row) * strip.width, strip.width,
+                            frequencies.data() + row * _columns + column);
+            }
+        }
         auto const share =
             static_cast<float>(1.0 / (static_cast<double>(_width) * static_cast<double>(_height)));
-        pocketfft::c2r({count, _width}, RowStrides(sizeof(Complex) * _columns, sizeof(Complex)),
-                       RowStrides(sizeof(float) * _width, sizeof(float)), 1, pocketfft::BACKWARD,
-                       _spectrum.data() + first * _columns, rows.data(), share);
+        pocketfft::c2r({count, _width}, Strides(_columns * sizeof(Complex), sizeof(Complex)),
+                       Strides(_width * sizeof(float), sizeof(float)), 1, pocketfft::BACKWARD,
+                       frequencies.data(), rows.data(), share);
         RaiseRow(rows.data(), _low * middle, rows.size(), out);
     }
 
+    // Neighbouring columns of the spectrum.
+    struct Strip {
+        Complex * values;
+        std::size_t width;
+    };
+
+    Strip StripAt(std::size_t column)
+    {
+        return {_spectrum.data() + column * _height, std::min(columns_per_part, _columns - column)};
+    }
+
     // In bytes: from row to row, from value to value.
-    static pocketfft::stride_t RowStrides(std::size_t row, std::size_t value)
+    static pocketfft::stride_t Strides(std::size_t row, std::size_t value)
     {
         return {static_cast<std::ptrdiff_t>(row), static_cast<std::ptrdiff_t>(value)};
     }
@@ -205,7 +243,8 @@ class HomomorphicFilter {
     float _high;
     std::vector<float> _decays_x;
     std::vector<float> _decays_y;
-    std::vector<Complex> _spectrum;
+    std::vector<Complex>
+        _spectrum; // strip after strip, each by rows: so transforms along y stay in few pages
 };
 
 void RefuseUnusable(HomomorphicFilterParams const & params)
