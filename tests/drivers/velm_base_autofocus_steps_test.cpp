@@ -138,6 +138,20 @@ TEST(FocusMeasure, IsTheSameOnAnyMachine)
     }
 }
 
+TEST(FocusMeasure, OfTheHighestStepsOfAnyBitDepthIsTheSameOnAnyMachine)
+{
+    for (int const value : {16383, 16384, 32767, 32768, 65535}) {
+        Pixels pixels;
+        for (int i = 0; i < 300 * 3; ++i) {
+            pixels.push_back(static_cast<unsigned short>(i / 2 % 2 == 0 ? 0 : value));
+        }
+        double const expected = PlainMeasure(pixels, 300, 3, 1);
+        ASSERT_EQ(expected, 298.0 * value * value);
+        OnEveryMachine(
+            [&] { ASSERT_EQ(OneEnvironsSqrFCE(Frame(300, 3, 1, pixels).Get(), 1), expected) << value; });
+    }
+}
+
 TEST(FocusMeasure, OfSingleBrightPixelsIsTheSameOnAnyMachine)
 {
     for (std::size_t bright = 0; bright < 3 * 100; ++bright) {

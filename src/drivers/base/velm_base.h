@@ -223,9 +223,10 @@ class VELM_API VELM_BaseControl : public VELM_HWControl {
     // ---- Focus and calibration; both block until they are done, behind a busy box
 
     // Finds the best Z position for the channel at the present stage position and leaves the Z drive there,
-    // with the shutter closed and the channel's filters in place. The result lies within max_shift of where
-    // the search began when focus is found above that or there; when it is found below, the window's centre
-    // lies two steps below the start plane.
+    // with the shutter closed and the channel's filters set. The search begins with some planes around where
+    // the drive is and goes on upwards or downwards. The result lies within max_shift of a centre two steps
+    // from the lowest of those planes in the search's direction: upwards, with five planes, that is where the
+    // drive was; downwards it is four steps lower.
     //
     // The channel has to have a camera setting, VELM_BaseControlError is thrown otherwise. The setting is
     // changed for good, to the exposure, binning and full frame of the search, and stays in force: a caller
