@@ -107,6 +107,7 @@ target_compile_definitions(installation_test PRIVATE VELM_OLD_DRIVER_DIR="${CMAK
 velm_test(apps/ome_tiff_test LIBRARIES velm::export)
 velm_test(apps/progress_test LIBRARIES velm_acquisition)
 velm_test(apps/scan_plan_test LIBRARIES velm_acquisition)
+velm_test(apps/watchdog_test LIBRARIES velm_acquisition)
 velm_test(apps/velm_scan_options_test LIBRARIES velm_acquisition SOURCES ${PROJECT_SOURCE_DIR}/apps/velm-scan/options.cpp)
 
 # The tree
@@ -143,6 +144,7 @@ velm_test(scenarios/failing_files_test SOURCES support/failing_files.cpp)
 set_source_files_properties(support/failing_files.cpp PROPERTIES SKIP_PRECOMPILE_HEADERS ON)
 target_link_libraries(failing_files_test PRIVATE ${CMAKE_DL_LIBS})
 velm_test(scenarios/fault_test LIBRARIES velm_scenario_support)
+velm_test(scenarios/focus_test LIBRARIES velm_scenario_support)
 velm_test(scenarios/kill_test LIBRARIES velm_scenario_support)
 velm_test(scenarios/overview_test LIBRARIES velm_scenario_support)
 velm_test(scenarios/scan_test LIBRARIES velm_scenario_support)

@@ -105,6 +105,8 @@ Deadlines ReadDeadlines(wxString const & hardware_ini)
     read("Filter", deadlines.filter);
     read("Shutter", deadlines.shutter);
     read("Camera", deadlines.camera);
+    read("AutoFocus", deadlines.autofocus);
+    read("Calibration", deadlines.calibration);
     return deadlines;
 }
 
@@ -327,7 +329,34 @@ void ConfirmedDevices::CloseShutter()
     Confirm(ShutterErrand(false));
 }
 
-void ConfirmedDevices::CloseShutterNow()
+void ConfirmedDevices::CloseShutterNow() noexcept
+{
+    try {
+        TryToCloseShutterNow();
+    } catch (std::exception const & error) {
+        Log::Error("The shutter could not be closed; close it by hand. " +
+                   detail::EscapePercent(detail::ExceptionText(error)));
+    } catch (...) { // from a driver that breaks its contract
+        Log::Error("The shutter could not be closed; close it by hand.");
+    }
+}
+
+void ConfirmedDevices::Withdraw(long z) noexcept
+{
+    CloseShutterNow();
+    try {
+        GoToZ(z);
+    } catch (std::exception const & error) {
+        Log::Warning("The Z drive could not be brought back. " +
+                     detail::EscapePercent(detail::ExceptionText(error)));
+    } catch (Interrupted const &) {
+        // It is on its way, and nobody wants to wait for it any more.
+    } catch (...) {
+        Log::Warning("The Z drive could not be brought back.");
+    }
+}
+
+void ConfirmedDevices::TryToCloseShutterNow()
 {
     std::string problem;
     for (int attempt = 0; attempt < 2; ++attempt) {

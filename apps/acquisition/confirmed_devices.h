@@ -18,17 +18,19 @@ class VELM_FrameBuffer;
 namespace velm::acquisition {
 
 // How long each device may take before it counts as failed. The camera's time is what it may take beyond the
-// exposure.
+// exposure; those of focusing and of taking one calibration image are for the whole of it.
 struct Deadlines {
     std::chrono::milliseconds stage{30000};
     std::chrono::milliseconds zdrive{15000};
     std::chrono::milliseconds filter{10000};
     std::chrono::milliseconds shutter{5000};
     std::chrono::milliseconds camera{10000};
+    std::chrono::milliseconds autofocus{180000};
+    std::chrono::milliseconds calibration{600000};
 };
 
-// Reads the group "Deadlines" of a hardware ini file: Stage, ZDrive, Filter, Shutter and Camera, each in
-// milliseconds; an entry that is missing or not above 0 keeps its default.
+// Reads the group "Deadlines" of a hardware ini file: Stage, ZDrive, Filter, Shutter, Camera, AutoFocus and
+// Calibration, each in milliseconds; an entry that is missing or not above 0 keeps its default.
 Deadlines ReadDeadlines(wxString const & hardware_ini);
 
 // Moves the microscope's devices and returns only when each has confirmed that it is where it was asked to
@@ -57,8 +59,12 @@ class ConfirmedDevices {
     void CloseShutter();
 
     // The same on the way out after a failure: also when a stop was requested, and never waiting longer than
-    // half a second for a shutter that doesn't confirm.
-    void CloseShutterNow();
+    // half a second for a shutter that doesn't confirm. What fails is an error in the log.
+    void CloseShutterNow() noexcept;
+
+    // On the way out, too: closes the shutter and sends the Z drive to the logical position. What fails is
+    // told in the log.
+    void Withdraw(long z) noexcept;
 
     // Takes one frame with the setting in force. A frame that the camera didn't deliver whole is taken once
     // more. Before each exposure stage, Z drive, filters and shutter are read back and have to be where they
@@ -92,6 +98,9 @@ class ConfirmedDevices {
     Errand ShutterErrand(bool opened);
 
     static void Confirm(Errand const & errand);
+
+    // Throws DeviceFailure.
+    void TryToCloseShutterNow();
 
     // For devices that travel side by side: whether the start went through; and the confirmation of one that
     // was started before, which is asked again at once if it wasn't.

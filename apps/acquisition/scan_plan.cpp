@@ -82,7 +82,7 @@ void MakeGrid(Grid const & grid, VELM_Coord const & centre, VELM_BaseControl & b
     }
 }
 
-void MakeChannels(VELM_BaseControl & base, VELM_Database & db, VELM_Depository & depository)
+void MakeChannels(VELM_BaseControl & base, VELM_Database & db, VELM_Depository & depository, bool corrected)
 {
     for (unsigned int marker = 0; marker < db.GetNumMarkers(); ++marker) {
         wxArrayString ex_filters;
@@ -97,6 +97,7 @@ void MakeChannels(VELM_BaseControl & base, VELM_Database & db, VELM_Depository &
                              db.GetEmFilterId(em_filters[0], found), db.GetExFilterId(ex_filters[0], found));
         channel.TakeCameraSetting(base.Camera_CreateNewSetting());
         channel.SetVisType(ColourOfMarker(marker));
+        channel.SetCalibType(corrected ? CALIBRATION_YES : CALIBRATION_NO);
         depository.GetChannelListRef().Add(channel);
     }
 }

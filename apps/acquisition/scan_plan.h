@@ -34,6 +34,10 @@ struct ScanPlan {
     std::vector<long> channel_ids; // of the depository, ascending
     long slices = 1;
     long step = 10; // between slices, in tenths of a micron; upwards
+
+    // The channel to focus on at every coordinate, which then lies in the middle of the stacks; 0: no
+    // focusing, the coordinates' own positions hold.
+    long focus_channel_id = 0;
 };
 
 // Replaces the coordinates by a grid of full frames that touch, row by row from the top left of the picture,
@@ -41,8 +45,9 @@ struct ScanPlan {
 void MakeGrid(Grid const & grid, VELM_Coord const & centre, VELM_BaseControl & base, VELM_CoordList & coords);
 
 // Fills an empty channel list with one channel for each marker of the catalogue that has a suitable pair of
-// filters, with the camera's own default setting.
-void MakeChannels(VELM_BaseControl & base, VELM_Database & db, VELM_Depository & depository);
+// filters, with the camera's own default setting. corrected: whether their frames are to be corrected by
+// calibration images.
+void MakeChannels(VELM_BaseControl & base, VELM_Database & db, VELM_Depository & depository, bool corrected);
 
 // The ids of all channels when the wanted ones are empty; otherwise those, ascending and without doubles.
 // Throws PlanError for an id that the depository lacks, for a channel of another microscope, for one without

@@ -1,7 +1,9 @@
 #include "acquisition/scanner.h"
 
 #include "acquisition/durable_files.h"
+#include "acquisition/focuser.h"
 #include "acquisition/interruption.h"
+#include "acquisition/setting_in_force.h"
 #include "drivers/base/velm_base.h"
 #include "velm_depository.h"
 #include "velm_frame_buffer.h"
@@ -42,19 +44,6 @@ class UnfinishedFov {
     bool _finished = false;
 };
 
-// Puts the camera's own setting back at the end of the scope: the one in force belongs to a channel that
-// goes.
-class SettingInForce {
-  public:
-    explicit SettingInForce(VELM_BaseControl & base) : _base(base) {}
-    ~SettingInForce() { _base.Camera_SetDefaultSetting(); }
-    SettingInForce(SettingInForce const &) = delete;
-    SettingInForce & operator=(SettingInForce const &) = delete;
-
-  private:
-    VELM_BaseControl & _base;
-};
-
 // Closes the shutter when the scope is left by an exception; the regular way closes it itself and confirms.
 class ClosedOnFailure {
   public:
@@ -62,23 +51,13 @@ class ClosedOnFailure {
     ~ClosedOnFailure()
     {
         if (std::uncaught_exceptions() > _uncaught) {
-            Close();
+            _devices.CloseShutterNow();
         }
     }
     ClosedOnFailure(ClosedOnFailure const &) = delete;
     ClosedOnFailure & operator=(ClosedOnFailure const &) = delete;
 
   private:
-    void Close()
-    {
-        try {
-            _devices.CloseShutterNow();
-        } catch (std::exception const & error) {
-            Log::Error("The shutter could not be closed; close it by hand. " +
-                       detail::EscapePercent(detail::ExceptionText(error)));
-        }
-    }
-
     ConfirmedDevices & _devices;
     int _uncaught = std::uncaught_exceptions();
 };
@@ -98,6 +77,15 @@ long SliceZ(ScanPlan const & plan, VELM_Coord const & coord, long i)
     return coord.GetZDrivePosition() - (plan.slices - 1) * plan.step / 2 + i * plan.step;
 }
 
+// So that whoever shows the FOV corrects its frames, which are stored as they were taken.
+void CorrectByCalibration(VELM_CorrectionSettings & settings)
+{
+    VELM_IlluminationCorrectionMethod method;
+    method.Set(VELM_IlluminationCorrectionMethod::CALIBRATION_IMAGE);
+    settings.GetIlluminationCorrection()->SetMethod(method);
+    settings.GetIlluminationCorrection()->Apply(true);
+}
+
 // A FOV is reported as saved to somebody who may then trust it with a night's work, so it has to outlive a
 // loss of power too.
 void ForceFovToDisk(VELM_Depository const & depository, long id)
@@ -113,8 +101,10 @@ void ForceFovToDisk(VELM_Depository const & depository, long id)
 } // namespace
 
 Scanner::Scanner(VELM_BaseControl & base, VELM_Database & db, VELM_Depository & depository,
-                 ConfirmedDevices & devices, ScanObserver & observer)
-    : _base(base), _db(db), _depository(depository), _devices(devices), _observer(observer)
+                 ConfirmedDevices & devices, Watchdog & watchdog, std::chrono::milliseconds focus_limit,
+                 ScanObserver & observer)
+    : _base(base), _db(db), _depository(depository), _devices(devices), _watchdog(watchdog),
+      _focus_limit(focus_limit), _observer(observer)
 {
 }
 
@@ -130,8 +120,19 @@ void Scanner::Run(ScanPlan const & plan)
     }
 }
 
-void Scanner::TakeFov(ScanPlan const & plan, VELM_Coord const & coord)
+VELM_Coord Scanner::InFocus(ScanPlan const & plan, VELM_Coord const & coord)
 {
+    _devices.GoTo(coord, coord.GetZDrivePosition());
+    VELM_Channel const & channel = _depository.GetChannelListRef().GetById(plan.focus_channel_id);
+    VELM_Coord in_focus = coord;
+    in_focus.SetZDrivePosition(Focuser(_base, _db, _devices, _watchdog, channel, _focus_limit)
+                                   .FindFocus("coordinate " + std::to_string(coord.GetId())));
+    return in_focus;
+}
+
+void Scanner::TakeFov(ScanPlan const & plan, VELM_Coord const & planned)
+{
+    VELM_Coord const coord = plan.focus_channel_id != 0 ? InFocus(plan, planned) : planned;
     VELM_FOV fov;
     fov.SetCoord(coord);
     fov.SetNumSlices(plan.slices);
@@ -156,6 +157,9 @@ void Scanner::TakeFov(ScanPlan const & plan, VELM_Coord const & coord)
         TakeStack(plan, coord, channel, stack);
         fov.EndChannel();
         fov.GetChannelById(channel_id).SetCameraSetting(channel.GetCameraSetting());
+        if (channel.UseCalibration()) {
+            CorrectByCalibration(fov.GetCorrSettingsById(channel_id));
+        }
         StoreChannel(fov, id, channel_id, stack);
     }
     // The images before the record, which is what makes a FOV of them.

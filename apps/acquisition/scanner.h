@@ -3,6 +3,7 @@
 
 #include "acquisition/confirmed_devices.h"
 #include "acquisition/scan_plan.h"
+#include "acquisition/watchdog.h"
 #include "vexacore/image3d.h"
 
 #include <stdexcept>
@@ -38,15 +39,20 @@ class ScanObserver {
 // and the files of an unfinished FOV are removed.
 class Scanner {
   public:
-    // All are owned by the caller and have to outlive the scanner.
+    // All are owned by the caller and have to outlive the scanner. focus_limit: how long finding the focus of
+    // one place may take.
     Scanner(VELM_BaseControl & base, VELM_Database & db, VELM_Depository & depository,
-            ConfirmedDevices & devices, ScanObserver & observer);
+            ConfirmedDevices & devices, Watchdog & watchdog, std::chrono::milliseconds focus_limit,
+            ScanObserver & observer);
 
     // Throws DeviceFailure, StoreError, Interrupted.
     void Run(ScanPlan const & plan);
 
   private:
-    void TakeFov(ScanPlan const & plan, VELM_Coord const & coord);
+    // The coordinate with the focus that was found at it.
+    VELM_Coord InFocus(ScanPlan const & plan, VELM_Coord const & coord);
+
+    void TakeFov(ScanPlan const & plan, VELM_Coord const & planned);
     void TakeStack(ScanPlan const & plan, VELM_Coord const & coord, VELM_Channel & channel,
                    vexa::Image3d<unsigned short> & stack);
     void StoreChannel(VELM_FOV const & fov, long fov_id, long channel_id,
@@ -56,6 +62,8 @@ class Scanner {
     VELM_Database & _db;
     VELM_Depository & _depository;
     ConfirmedDevices & _devices;
+    Watchdog & _watchdog;
+    std::chrono::milliseconds _focus_limit;
     ScanObserver & _observer;
 };
 

@@ -1,11 +1,13 @@
 // velm-scan: takes the stacks of a plan at every coordinate of a depository.
 
+#include "acquisition/calibrator.h"
 #include "acquisition/depository_lock.h"
 #include "acquisition/installation.h"
 #include "acquisition/interruption.h"
 #include "acquisition/program.h"
 #include "acquisition/progress.h"
 #include "acquisition/scanner.h"
+#include "acquisition/watchdog.h"
 #include "drivers/base/velm_base.h"
 #include "export/ome_tiff.h"
 #include "velm-scan/options.h"
@@ -14,6 +16,7 @@
 #include "velm_log_macros.h"
 #include "velm_prefs.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <optional>
 #include <string>
@@ -55,6 +58,27 @@ wxString DirectoryOf(Options const & options)
     return directory.GetPath();
 }
 
+// Whether the frames that are to be corrected by calibration images can be.
+void CheckCalibrations(Options const & options, ScanPlan const & plan, VELM_Depository & depository)
+{
+    VELM_ChannelList const & channels = depository.GetChannelListRef();
+    bool const any = std::any_of(plan.channel_ids.begin(), plan.channel_ids.end(),
+                                 [&](long id) { return channels.GetById(id).UseCalibration(); });
+    if (options.calibrate) {
+        if (!any) {
+            Log::Warning(
+                "No channel of this scan is corrected by a calibration image; --calibrate does nothing.");
+        }
+        return;
+    }
+    std::vector<long> const missing = ChannelsWithoutImage(plan.channel_ids, depository);
+    if (!missing.empty()) {
+        throw PlanError("Channel " + std::to_string(missing.front()) +
+                        " is to be corrected by a calibration image and has none that fits its camera "
+                        "setting; capture one with --calibrate.");
+    }
+}
+
 // Coordinates and channels of the run, from the depository, or made for it and stored in it once it is clear
 // that the run is possible.
 ScanPlan Prepare(Options const & options, Installation & installation, ConfirmedDevices & devices,
@@ -69,9 +93,14 @@ ScanPlan Prepare(Options const & options, Installation & installation, Confirmed
     }
     bool const makes_channels = depository.GetChannelListRef().IsEmpty();
     if (makes_channels) {
-        MakeChannels(base, installation.GetDatabase(), depository);
+        MakeChannels(base, installation.GetDatabase(), depository, options.calibrate.has_value());
     }
-    ScanPlan plan{ChooseChannels(options.channels, base, depository), options.slices, options.step};
+    ScanPlan plan{ChooseChannels(options.channels, base, depository), options.slices, options.step,
+                  options.autofocus};
+    if (options.autofocus != 0) {
+        ChooseChannels({options.autofocus}, base, depository);
+    }
+    CheckCalibrations(options, plan, depository);
     CheckIds(depository.GetCoordListRef().GetCount(), depository.FOV_GetLastID(), depository.FOV_GetMaxId());
     ScanNeeds const needs =
         NeedsOf(plan, base, depository, VELM_Preferences::GetInstance()->GetEnableCompression());
@@ -84,6 +113,18 @@ ScanPlan Prepare(Options const & options, Installation & installation, Confirmed
         throw StoreError("The channels could not be stored.");
     }
     return plan;
+}
+
+void Calibrate(Options const & options, ScanPlan const & plan, Calibrator & calibrator,
+               ConfirmedDevices & devices, VELM_Depository & depository)
+{
+    std::vector<long> const missing = ChannelsWithoutImage(plan.channel_ids, depository);
+    if (!missing.empty()) {
+        VELM_Coord const & first = depository.GetCoordListRef()[0];
+        devices.SetLightPathToCamera();
+        devices.GoTo(first, first.GetZDrivePosition());
+        calibrator.Run(missing, *options.calibrate);
+    }
 }
 
 // How the pictures of a rig lie on its stage.
@@ -126,13 +167,19 @@ void Scan(Options const & options, Program & program)
     installation.StartMicroscope();
     Interruption::Check();
 
-    ConfirmedDevices devices(installation.GetBase(), ReadDeadlines(installation.GetHardwareIni()));
+    VELM_BaseControl & base = installation.GetBase();
+    Deadlines const deadlines = ReadDeadlines(installation.GetHardwareIni());
+    ConfirmedDevices devices(base, deadlines);
+    Watchdog watchdog(base);
     devices.CloseShutter(); // also where the run goes no further
     ScanPlan const plan = Prepare(options, installation, devices, depository);
     long const fovs = depository.GetCoordListRef().GetCount();
     Progress progress(stdout, isatty(STDOUT_FILENO) != 0,
                       fovs * plan.slices * static_cast<long>(plan.channel_ids.size()), fovs);
-    Scanner(installation.GetBase(), installation.GetDatabase(), depository, devices, progress).Run(plan);
+    VELM_Database & db = installation.GetDatabase();
+    Calibrator calibrator(base, db, depository, devices, watchdog, deadlines.calibration);
+    Calibrate(options, plan, calibrator, devices, depository);
+    Scanner(base, db, depository, devices, watchdog, deadlines.autofocus, progress).Run(plan);
 }
 
 // An existing depository, opened.

@@ -13,6 +13,8 @@ constexpr long max_grid_side = 1000;
 constexpr long max_slices = 10000;
 constexpr long max_step = 10000;
 constexpr long max_fov = 9999;
+constexpr long max_channel = 99;
+constexpr long max_frames = 1000;
 
 // The whole text as a number from min to max.
 template <typename Number>
@@ -43,10 +45,26 @@ std::vector<long> ParseIds(std::string const & text)
     std::size_t begin = 0;
     while (begin <= text.size()) {
         std::size_t const comma = std::min(text.find(',', begin), text.size());
-        ids.push_back(ParseNumber<long>("--channels", text.substr(begin, comma - begin), 1, 99));
+        ids.push_back(ParseNumber<long>("--channels", text.substr(begin, comma - begin), 1, max_channel));
         begin = comma + 1;
     }
     return ids;
+}
+
+acquisition::CalibrationRequest ParseCalibration(std::string const & text)
+{
+    std::size_t const comma = std::min(text.find(','), text.size());
+    acquisition::CalibrationRequest request;
+    request.frames = ParseNumber<long>("--calibrate", text.substr(0, comma), 1, max_frames);
+    wxString const method = wxString::FromUTF8(text.substr(std::min(comma + 1, text.size())));
+    for (VELM_CalibMethod const known : {CALIB_MEAN, CALIB_MEDIAN}) {
+        if (method.IsSameAs(GetCalibMethodName(known), false)) {
+            request.method = known;
+            return request;
+        }
+    }
+    throw UsageError("--calibrate takes a number of frames and mean or median, such as 9,median, not \"" +
+                     text + "\"");
 }
 
 // The text as the name of a file or directory, which the program keeps as UTF-8.
@@ -90,6 +108,9 @@ Setters const & SettersOf(Command command)
         {"--slices", SetNumber("--slices", &Options::slices, 1L, max_slices)},
         {"--step", SetNumber("--step", &Options::step, 1L, max_step)},
         {"--channels", set_channels},
+        {"--autofocus", SetNumber("--autofocus", &Options::autofocus, 1L, max_channel)},
+        {"--calibrate",
+         [](Options & o, std::string const & value) { o.calibrate = ParseCalibration(value); }},
         {"--seed",
          [](Options & o, std::string const & value) {
              o.seed = ParseNumber<unsigned long>("--seed", value, 0, 4294967295UL);
@@ -165,6 +186,11 @@ std::string HelpText()
            "  --slices N        slices of a stack (default 9)\n"
            "  --step N          distance of the slices in tenths of a micron (default 10)\n"
            "  --channels IDS    channels to take or to export, such as 1,3 (default: all)\n"
+           "  --autofocus ID    find the focus on this channel at every coordinate; the stacks lie around "
+           "it\n"
+           "  --calibrate N,M   first capture the calibration images that channels lack, of N frames, M "
+           "being\n"
+           "                    mean or median; channels made by this run are corrected by one\n"
            "  --seed N          seed of the simulated specimen\n"
            "  --help, --version\n"
            "\n"

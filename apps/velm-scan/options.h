@@ -1,6 +1,7 @@
 #ifndef VELM_SCAN_OPTIONS_H
 #define VELM_SCAN_OPTIONS_H
 
+#include "acquisition/calibrator.h"
 #include "acquisition/scan_plan.h"
 
 #include <optional>
@@ -28,6 +29,8 @@ struct Options {
     long slices = 9;
     long step = 10;             // tenths of a micron
     std::vector<long> channels; // empty: all
+    long autofocus = 0;         // the channel to focus on; 0: none
+    std::optional<acquisition::CalibrationRequest> calibrate;
     std::optional<unsigned long> seed;
 };
 

@@ -35,12 +35,15 @@ TEST(ScanOptions, DefaultsAreNineSlicesOfOneMicronAndAllChannels)
     EXPECT_TRUE(options.channels.empty());
     EXPECT_FALSE(options.grid.has_value());
     EXPECT_FALSE(options.seed.has_value());
+    EXPECT_EQ(options.autofocus, 0);
+    EXPECT_FALSE(options.calibrate.has_value());
 }
 
 TEST(ScanOptions, EveryOptionIsTakenWithABlankOrAnEqualsSign)
 {
-    Options const options = Parse({"--ini=a.ini", "--depository=dep", "--grid", "3x2", "--slices", "5",
-                                   "--step=25", "--channels", "3,1", "--seed", "4294967295"});
+    Options const options =
+        Parse({"--ini=a.ini", "--depository=dep", "--grid", "3x2", "--slices", "5", "--step=25", "--channels",
+               "3,1", "--seed", "4294967295", "--autofocus", "3", "--calibrate=16,mean"});
     EXPECT_EQ(options.ini, "a.ini");
     ASSERT_TRUE(options.grid.has_value());
     EXPECT_EQ(options.grid->columns, 3);
@@ -49,6 +52,11 @@ TEST(ScanOptions, EveryOptionIsTakenWithABlankOrAnEqualsSign)
     EXPECT_EQ(options.step, 25);
     EXPECT_EQ(options.channels, (std::vector<long>{3, 1}));
     EXPECT_EQ(options.seed, 4294967295UL);
+    EXPECT_EQ(options.autofocus, 3);
+    ASSERT_TRUE(options.calibrate.has_value());
+    EXPECT_EQ(options.calibrate->frames, 16);
+    EXPECT_EQ(options.calibrate->method, CALIB_MEAN);
+    EXPECT_EQ(Parse({"--depository", "dep", "--calibrate", "9,Median"}).calibrate->method, CALIB_MEDIAN);
 }
 
 TEST(ScanOptions, WrongUsageIsToldByName)
@@ -68,6 +76,14 @@ TEST(ScanOptions, WrongUsageIsToldByName)
     EXPECT_EQ(UsageErrorOf({"--channels", "1,,2"}), "--channels takes a number from 1 to 99, not \"\"");
     EXPECT_EQ(UsageErrorOf({"--seed", "4294967296"}),
               "--seed takes a number from 0 to 4294967295, not \"4294967296\"");
+    EXPECT_EQ(UsageErrorOf({"--autofocus", "0"}), "--autofocus takes a number from 1 to 99, not \"0\"");
+    EXPECT_EQ(UsageErrorOf({"--calibrate", "0,mean"}),
+              "--calibrate takes a number from 1 to 1000, not \"0\"");
+    for (std::string const text : {"9", "9,", "9,mode", "9,mean,1"}) {
+        EXPECT_EQ(UsageErrorOf({"--calibrate", text}),
+                  "--calibrate takes a number of frames and mean or median, such as 9,median, not \"" + text +
+                      "\"");
+    }
     EXPECT_EQ(UsageErrorOf({"overview", "--depository", "dep"}), "--out is missing");
     EXPECT_EQ(UsageErrorOf({"overview", "--slices", "3"}), "unknown argument \"--slices\"");
     EXPECT_EQ(UsageErrorOf({"export", "--depository", "dep", "--out", "o.tif"}), "--fov is missing");
@@ -89,7 +105,7 @@ TEST(ScanOptions, TheHelpNamesEveryOptionAndExitStatus)
     std::string const help = HelpText();
     for (char const * const word :
          {"--ini", "--depository", "--grid", "--slices", "--step", "--channels", "--seed", "--help",
-          "--version", "--fov", "--out", "overview", "export", "130"}) {
+          "--autofocus", "--calibrate", "--version", "--fov", "--out", "overview", "export", "130"}) {
         EXPECT_THAT(help, testing::HasSubstr(word));
     }
 }

@@ -577,4 +577,35 @@ TEST_F(BaseOperations, AnImageGetsNoScaleWithoutASetting)
     EXPECT_EQ(VELM_TRIPPED_BY(control.AlterImageOffsetAndResolution(image, nullptr, 1)), "s");
 }
 
+TEST_F(BaseOperations, WhereDevicesWereLastSeenIsRemembered)
+{
+    using Shutter = VELM_LastSeen::Shutter;
+    std::shared_ptr<VELM_LastSeen const> const seen = control.GetLastSeen();
+    Rig().shutter->opened = true;
+    control.Shutter_IsOpened();
+    EXPECT_EQ(seen->shutter, Shutter::OPEN);
+    control.Shutter_RequestClose();
+    EXPECT_EQ(seen->shutter, Shutter::CLOSED);
+    Rig().on_call["shutter.Open"] = [] { throw VELM_ShutterControlError("stuck"); };
+    EXPECT_THROW(control.Shutter_Open(), VELM_ShutterControlError);
+    EXPECT_EQ(seen->shutter, Shutter::OPEN) << "it may have opened before it failed";
+
+    control.ZDrive_AddOffset(100);
+    control.ZDrive_SetPos(70);
+    EXPECT_EQ(seen->z, 70);
+    control.ZDrive_SetRelPos(-20);
+    EXPECT_EQ(seen->z, 50);
+    control.ZDrive_ClearOffset();
+    EXPECT_EQ(control.ZDrive_GetCurPos(), 150);
+    EXPECT_EQ(seen->z, 150);
+
+    StubSetting setting;
+    setting.SetRegion(0, 0, 9, 4);
+    control.Camera_Set(&setting, nullptr);
+    unsigned long const before = seen->exposures;
+    VELM_FrameBuffer buffer(false, false);
+    control.Camera_StartSnap(&buffer);
+    EXPECT_EQ(seen->exposures, before + 1);
+}
+
 } // namespace velm::test

@@ -7,6 +7,9 @@
 #include "vexacore/image3d.h"
 
 #include <array>
+#include <atomic>
+#include <limits>
+#include <memory>
 #include <wx/dynarray.h>
 #include <wx/string.h>
 
@@ -46,6 +49,16 @@ struct VELM_AutoFocusParams {
     long exposure_passes; // exposure, in passes of the spinning disk
 };
 
+// What the devices were last seen at or asked for, so that another thread can tell it when one never answers.
+struct VELM_LastSeen {
+    enum class Shutter { UNKNOWN, CLOSED, OPEN };
+    static constexpr long unknown = std::numeric_limits<long>::min();
+
+    std::atomic<Shutter> shutter{Shutter::UNKNOWN};
+    std::atomic<long> z{unknown};            // logical position in tenths of a micron
+    std::atomic<unsigned long> exposures{0}; // begun so far
+};
+
 // The whole microscope: the one object through which an application drives it.
 //
 // Construction selects and builds the seven devices that the hardware ini file asks for; Init opens them.
@@ -75,6 +88,9 @@ class VELM_API VELM_BaseControl : public VELM_HWControl {
     VELM_Database const * GetDatabase() const { return _db; }
     VELM_CameraControl const * GetCamera() const { return _camera; }
     wxString GetHardwareDescription() const { return _hw_desc; }
+
+    // The one thing that may be read on any thread, also while a device hangs; it outlives the control.
+    std::shared_ptr<VELM_LastSeen const> GetLastSeen() const { return _seen; }
 
     // The flips of the system's frames; see VELM_FrameBuffer.
     bool GetImgFlipX() const { return _mic_flip_x; }
@@ -319,6 +335,7 @@ class VELM_API VELM_BaseControl : public VELM_HWControl {
     long _zdrive_tolerance = 0;
     long _spin_disk_time = 0;
     wxString _hw_desc;
+    std::shared_ptr<VELM_LastSeen> _seen = std::make_shared<VELM_LastSeen>();
 };
 
 } // namespace velm

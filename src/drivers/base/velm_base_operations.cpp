@@ -48,7 +48,9 @@ void VELM_BaseControl::ZDrive_ClearOffset()
 
 long VELM_BaseControl::ZDrive_GetCurPos()
 {
-    return _zdrive->ReadPos() - _zdrive->_offset;
+    long const pos = _zdrive->ReadPos() - _zdrive->_offset;
+    _seen->z = pos;
+    return pos;
 }
 
 bool VELM_BaseControl::ZDrive_IsMoving()
@@ -67,12 +69,15 @@ void VELM_BaseControl::ZDrive_SetPos(long pos)
     long const hw_pos = pos + _zdrive->_offset;
     _zdrive->CheckPos(hw_pos);
     _zdrive->Move(hw_pos);
+    _seen->z = pos;
 }
 
 void VELM_BaseControl::ZDrive_SetRelPos(long step)
 {
-    _zdrive->CheckPos(_zdrive->ReadPos() + step);
+    long const hw_pos = _zdrive->ReadPos() + step;
+    _zdrive->CheckPos(hw_pos);
     _zdrive->MoveRel(step);
+    _seen->z = hw_pos - _zdrive->_offset;
 }
 
 // ---- Stage
@@ -138,18 +143,20 @@ void VELM_BaseControl::Stage_RemovePosOffset()
 
 void VELM_BaseControl::Shutter_Open()
 {
+    _seen->shutter = VELM_LastSeen::Shutter::OPEN; // before, since it may open and then hang
     _shutter->Open();
 }
 
 void VELM_BaseControl::Shutter_RequestClose()
 {
     _shutter->Close();
+    _seen->shutter = VELM_LastSeen::Shutter::CLOSED;
 }
 
 void VELM_BaseControl::Shutter_DemandClose()
 {
     if (_shutter->_economy) {
-        _shutter->Close();
+        Shutter_RequestClose();
     }
 }
 
@@ -160,7 +167,9 @@ void VELM_BaseControl::Shutter_EconomyMode(bool economy)
 
 bool VELM_BaseControl::Shutter_IsOpened()
 {
-    return _shutter->IsOpened();
+    bool const opened = _shutter->IsOpened();
+    _seen->shutter = opened ? VELM_LastSeen::Shutter::OPEN : VELM_LastSeen::Shutter::CLOSED;
+    return opened;
 }
 
 bool VELM_BaseControl::Shutter_IsMoving()
@@ -406,6 +415,7 @@ void VELM_BaseControl::Camera_SetFullFrame()
 
 void VELM_BaseControl::Camera_StartSnap(VELM_FrameBuffer * buffer)
 {
+    ++_seen->exposures;
     _camera->StartSnap(buffer);
 }
 
