@@ -141,6 +141,17 @@ TEST(CorrectIlluminationBspline, FlattensAFieldOfNuclei)
     EXPECT_LT(variation, 0.03);
 }
 
+TEST(CorrectIlluminationBspline, IsNotLedAstrayByANucleusInTheCorner)
+{
+    auto const specimen = [](double x, double y) { return std::hypot(x - 1.0, y) < 0.14 ? 3000.0 : 400.0; };
+    Image const in = Drawn(696, 520, [&](double x, double y) { return specimen(x, y) * LightAt(x, y); });
+    Image const out = Flattened(in);
+    double const variation = VariationOf(in.size.x, in.size.y, [&](unsigned int x, unsigned int y) {
+        return out.GetVoxel(x, y, 0) / specimen((x + 0.5) / in.size.x, (y + 0.5) / in.size.y);
+    });
+    EXPECT_LT(variation, 0.08) << "the nucleus is seven times as bright as the background";
+}
+
 TEST(CorrectIlluminationBspline, KeepsTheMeanOfTheBackground)
 {
     Image const in = Drawn(300, 200, [](double x, double y) { return 2000.0 * LightAt(x, y); });

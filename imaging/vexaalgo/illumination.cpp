@@ -18,11 +18,11 @@ constexpr std::size_t rows_per_part = 16;
 
 // The first fit is off by percents where the light falls off steeply; with each further one the error falls
 // to a fraction.
-constexpr int fits = 4;
+constexpr int fits = 5;
 
 // A cell is the mean of up to this many pixels along an axis, where blocks have enough of them: a percentile
 // of single pixels would lie below the background by its noise, and further so where there is less light.
-constexpr std::size_t largest_cell = 4;
+constexpr std::size_t largest_cell = 8;
 constexpr std::size_t cells_per_block = 8;
 
 // Below this part of its mean a background is none.
@@ -102,24 +102,27 @@ Number CountBlocks(Number patches, Number degree)
     return 2 * patches + degree + 1;
 }
 
-// One axis of the picture: pixels, in cells of so many. In the centre of each of some even blocks a sample is
-// taken, from a window of two blocks.
+// One axis of the picture: pixels, in cells of so many. For the centre of each of some even blocks a sample
+// is taken, from a window of two and a quarter blocks. At the ends the window is moved inwards rather than
+// cut off, since one nucleus could fill what is left of it in a corner; that its middle isn't the block's
+// matters no more once the image is almost even.
 struct GridAxis {
-    std::size_t size;
-    std::size_t cell;
-    std::size_t blocks;
+    std::size_t size = 0;
+    std::size_t cell = 1;
+    std::size_t blocks = 1;
 
     std::size_t GetCells() const { return (size + cell - 1) / cell; }
     std::size_t GetCellBegin(std::size_t number) const { return std::min(number * cell, size); }
-    // In cells; the windows at the ends are cut off by the edge.
+
+    // Of the window, in cells.
+    std::size_t GetWindowSize() const { return std::max(9 * GetCells() / (4 * blocks), std::size_t{1}); }
     std::size_t GetWindowBegin(std::size_t block) const
     {
-        return block > 0 ? (2 * block - 1) * GetCells() / (2 * blocks) : 0;
+        std::size_t const centre = (2 * block + 1) * GetCells() / (2 * blocks);
+        std::size_t const half = GetWindowSize() / 2;
+        return std::min(std::max(centre, half) - half, GetCells() - GetWindowSize());
     }
-    std::size_t GetWindowEnd(std::size_t block) const
-    {
-        return std::min((2 * block + 3) * GetCells() / (2 * blocks), GetCells());
-    }
+    std::size_t GetWindowEnd(std::size_t block) const { return GetWindowBegin(block) + GetWindowSize(); }
 
     double GetCellCentre(std::size_t number) const
     {
@@ -277,8 +280,8 @@ class BackgroundFit {
     Image const * _image;
     std::size_t _percentile;
     SplineSurface _surface;
-    GridAxis _x{};
-    GridAxis _y{};
+    GridAxis _x;
+    GridAxis _y;
     std::vector<float> _means;    // of the cells
     std::vector<double> _samples; // of the blocks
 };

@@ -15,18 +15,19 @@ namespace vexa {
 // The background is a tensor-product B-spline of that degree (0 to 15) over patches_x times patches_y
 // patches, with knots spaced evenly and repeated at the ends. It is fitted by least squares to samples in the
 // centres of even blocks, 2 * patches + degree + 1 along each axis. A sample is that percentile (0 to 100) of
-// the block and half a block around it: low enough to pass under the specimen. It is taken among means over
-// up to 4 x 4 pixels, where blocks are large, since single ones would lie below the background by their
-// noise. The fit is repeated on the image as corrected so far: in a block that is brighter on one side a
-// percentile isn't that of the centre.
+// what lies around the centre, two and a quarter blocks each way but inside the image: low enough to pass
+// under the specimen. It is taken among means over cells of up to 8 x 8 pixels, where blocks are large, since
+// single pixels would lie below the background by their noise. The fit is repeated on the image as corrected
+// so far: in a window that is brighter on one side a percentile isn't that of the centre.
 //
 // Returns true on success, also for an image that is black all over, which stays so. Returns false, with out
 // untouched, when an argument is out of range, the image has fewer pixels than blocks on an axis, the fit is
 // singular (degrees above 12, or above 6 over very many patches, are hardly determined by the samples), or
 // the background is not above 0 everywhere.
 //
-// out gets the size, offset and resolution of in; both may be one object. Needs memory for some values of
-// each pixel of one slice beside the result; for a sixteenth of them where blocks are large.
+// out gets the size, offset and resolution of in; both may be one object. Needs memory for the cells' means
+// and some rows beside the result: at worst, where blocks are few pixels wide, some ten values for each pixel
+// of one slice.
 template <typename T>
 VEXA_API bool correctIlluminationBsplineAprox(Image3d<T> const & in, Image3d<T> & out, int percentile,
                                               int patches_x, int patches_y, int degree);
