@@ -35,7 +35,7 @@ unsigned short MeanOfBlock(unsigned short const * corner, std::size_t width, std
             sum += corner[i];
         }
     }
-    return static_cast<unsigned short>(sum / (f * f));
+    return static_cast<unsigned short>(sum / f / f);
 }
 
 #if VEXA_HAS_AVX2
@@ -307,6 +307,9 @@ std::size_t BinRowWide(unsigned short *, std::size_t, std::size_t, std::uint32_t
 
 void BinInPlace(unsigned short * pixels, std::size_t width, std::size_t height, std::size_t f)
 {
+    if (f < 2) {
+        return; // a block of one pixel is its mean already
+    }
     std::size_t const count = width * height;
     std::vector<std::uint32_t> sums(width / 2);
     for (std::size_t y = 0; y < height; y += f) {

@@ -13,7 +13,7 @@ double SumOfSquaredSteps(unsigned short const * pixels, std::size_t width, std::
 
 // Writes the mean of each f by f block, truncated, into its top left corner, for corners at x and y = 0, f,
 // ...; the other pixels stay. A block at the right edge reads on along the memory; one that would read behind
-// the last pixel of all is left as it is. f: at least 1.
+// the last pixel of all is left as it is.
 void BinInPlace(unsigned short * pixels, std::size_t width, std::size_t height, std::size_t f);
 
 } // namespace velm

@@ -33,8 +33,9 @@ unsigned short PlainMean(Values const & values)
     return static_cast<unsigned short>(sum / static_cast<double>(values.size()));
 }
 
-unsigned short PlainMedian(Values values)
+unsigned short PlainMedian(Values const & column)
 {
+    Values values = column;
     std::sort(values.begin(), values.end());
     std::size_t const middle = values.size() / 2;
     return values.size() % 2 == 1
@@ -43,7 +44,7 @@ unsigned short PlainMedian(Values values)
 }
 
 // What is to come out, column by column.
-Values Expected(Frame const & stack, unsigned short (*plain)(Values))
+Values Expected(Frame const & stack, unsigned short (*plain)(Values const &))
 {
     Values expected;
     for (std::size_t i = 0; i < std::size_t{stack.size.x} * stack.size.y; ++i) {
@@ -54,7 +55,7 @@ Values Expected(Frame const & stack, unsigned short (*plain)(Values))
 
 void ExpectBoth(Frame const & stack)
 {
-    Values const means = Expected(stack, [](Values values) { return PlainMean(values); });
+    Values const means = Expected(stack, PlainMean);
     Values const medians = Expected(stack, PlainMedian);
     OnEveryMachine([&] {
         Frame result;

@@ -44,30 +44,27 @@ Pixels Pattern(unsigned int width, unsigned int height, int bits = 16)
 }
 
 // Both as their definitions say.
-double PlainMeasure(Pixels const & pixels, int width, int height, int k)
+double PlainMeasure(Pixels const & pixels, std::size_t width, std::size_t height, std::size_t k)
 {
     double sum = 0.0;
-    for (int y = k; y < height - k; y += k) {
-        for (int x = k; x < width - k; x += k) {
-            auto const at = [&](int column) { return pixels[static_cast<std::size_t>(y * width + column)]; };
-            double const step = double{1} * at(x + k) - at(x - k);
+    for (std::size_t y = k; y + k < height; y += k) {
+        for (std::size_t x = k; x + k < width; x += k) {
+            double const step = double{1} * pixels[y * width + x + k] - pixels[y * width + x - k];
             sum += step * step;
         }
     }
     return sum;
 }
 
-Pixels PlainBinning(Pixels pixels, int width, int height, int f)
+Pixels PlainBinning(Pixels pixels, std::size_t width, std::size_t height, std::size_t f)
 {
-    for (int y = 0; y < height; y += f) {
-        for (int x = 0; x < width; x += f) {
+    for (std::size_t y = 0; y < height; y += f) {
+        for (std::size_t x = 0; x < width; x += f) {
             double sum = 0.0;
-            for (int row = y; row < y + f; ++row) {
-                for (int column = x; column < x + f; ++column) {
-                    sum += pixels[static_cast<std::size_t>(row * width + column)];
-                }
+            for (std::size_t i = 0; i < f * f; ++i) {
+                sum += pixels[(y + i / f) * width + x + i % f];
             }
-            pixels[static_cast<std::size_t>(y * width + x)] = static_cast<unsigned short>(sum / (f * f));
+            pixels[y * width + x] = static_cast<unsigned short>(sum / static_cast<double>(f * f));
         }
     }
     return pixels;
@@ -121,17 +118,16 @@ TEST(FocusMeasure, OfABufferWithoutAFrameOrBinnedTooFarIsZero)
 
 TEST(FocusMeasure, IsTheSameOnAnyMachine)
 {
-    for (int const width : {3, 16, 17, 34, 35, 64, 131, 514}) {
-        for (int const k : {1, 2, 3, 4, 8, 16}) {
+    for (unsigned int const width : {3U, 16U, 17U, 34U, 35U, 64U, 131U, 514U}) {
+        for (unsigned int const k : {1U, 2U, 3U, 4U, 8U, 16U}) {
             for (int const bits : {12, 15, 16}) {
-                int const height = 3 * k + 2;
-                auto const dx = static_cast<unsigned int>(width);
-                auto const dy = static_cast<unsigned int>(height);
-                Pixels const pixels = Pattern(dx, dy, bits);
+                unsigned int const height = 3 * k + 2;
+                Pixels const pixels = Pattern(width, height, bits);
                 double const expected = PlainMeasure(pixels, width, height, k);
                 OnEveryMachine([&] {
-                    Frame frame(dx, dy, 2, pixels);
-                    ASSERT_EQ(OneEnvironsSqrFCE(frame.Get(), 2 * k), expected) << width << ", " << k;
+                    Frame frame(width, height, 2, pixels);
+                    ASSERT_EQ(OneEnvironsSqrFCE(frame.Get(), 2 * static_cast<int>(k)), expected)
+                        << width << ", " << k;
                 });
             }
         }
@@ -205,16 +201,13 @@ TEST(FocusBinning, OfAFrameThatHasThatBinningDoesNothing)
 
 TEST(FocusBinning, IsTheSameOnAnyMachine)
 {
-    for (int const f : {2, 3, 4, 5, 8, 16, 32}) {
-        for (int const blocks : {1, 2, 3, 5, 9, 17, 40}) {
-            int const width = f * blocks;
-            int const height = 2 * f;
-            Pixels const pixels =
-                Pattern(static_cast<unsigned int>(width), static_cast<unsigned int>(height));
-            Pixels const expected = PlainBinning(pixels, width, height, f);
+    for (unsigned int const f : {2U, 3U, 4U, 5U, 8U, 16U, 32U}) {
+        for (unsigned int const blocks : {1U, 2U, 3U, 5U, 9U, 17U, 40U}) {
+            Pixels const pixels = Pattern(f * blocks, 2 * f);
+            Pixels const expected = PlainBinning(pixels, f * blocks, std::size_t{2} * f, f);
             OnEveryMachine([&] {
-                Frame frame(static_cast<unsigned int>(width), static_cast<unsigned int>(height), 2, pixels);
-                Binning(frame.Get(), 2 * f);
+                Frame frame(f * blocks, 2 * f, 2, pixels);
+                Binning(frame.Get(), 2 * static_cast<int>(f));
                 ASSERT_TRUE(frame.GetPixels() == expected) << f << ", " << blocks;
             });
         }
@@ -352,8 +345,8 @@ Parabola Fit(std::vector<double> const & values)
 TEST(FocusParabola, ThroughPointsOfAParabolaIsThatParabola)
 {
     std::vector<double> values;
-    for (double x = 0.0; x < 80.0; x += 10.0) {
-        values.push_back(-3.0 * (x - 32.0) * (x - 32.0) + 7000.0);
+    for (int x = 0; x < 80; x += 10) {
+        values.push_back(-3.0 * (x - 32) * (x - 32) + 7000.0);
     }
     Parabola const fit = Fit(values);
     EXPECT_NEAR(fit.a, -3.0, 1e-9);

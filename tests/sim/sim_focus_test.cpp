@@ -39,6 +39,7 @@ class SimFocus : public SimRig {
     Pixels Join(int first, int count, VELM_CalibMethod method) const
     {
         std::vector<Pixels> frames;
+        frames.reserve(static_cast<std::size_t>(count));
         for (int i = 0; i < count; ++i) {
             frames.push_back(Delivered(first + i));
         }

@@ -45,7 +45,7 @@ double OneEnvironsSqrFCE(VELM_FrameBuffer * buffer, int bin)
 void Binning(VELM_FrameBuffer * buffer, int bin)
 {
     std::size_t const f = SoftwareFactor(buffer, bin);
-    if (f > 1) { // a block of one pixel is its mean already
+    if (f >= 1) {
         BinInPlace(buffer->GetAddr(), buffer->GetSizeX(), buffer->GetSizeY(), f);
     }
 }
@@ -110,7 +110,7 @@ int CameraBinning(VELM_CameraSetting const & setting, long exposure, VELM_AutoFo
     double const doublings = std::log10(light / static_cast<double>(exposure)) / std::log10(4.0);
     int const most = MeasureBinning(params);
     int binning = 1;
-    for (double done = 1.0; done <= doublings && binning < most; done += 1.0) {
+    for (int done = 1; done <= doublings && binning < most; ++done) {
         binning *= 2;
     }
     return binning;
