@@ -4,6 +4,7 @@
 #include <array>
 #include <cstring>
 #include <iterator>
+#include <limits>
 
 namespace vexa {
 
@@ -324,12 +325,17 @@ struct Range {
 
 Range FindRange(unsigned char const * source, std::size_t count)
 {
-    Range range;
+    // As signed numbers, of which any machine has the lower and the higher in one vector instruction.
+    constexpr unsigned int sign = 0x8000;
+    std::int16_t lowest = std::numeric_limits<std::int16_t>::max();
+    std::int16_t highest = std::numeric_limits<std::int16_t>::min();
     for (std::size_t i = 0; i < count; ++i) {
-        std::uint16_t const pixel = LoadPixel(source + 2 * i);
-        range.Add({pixel, pixel});
+        auto const pixel = static_cast<std::int16_t>(LoadPixel(source + 2 * i) ^ sign);
+        lowest = std::min(lowest, pixel);
+        highest = std::max(highest, pixel);
     }
-    return range;
+    return {static_cast<std::uint16_t>(lowest ^ static_cast<int>(sign)),
+            static_cast<std::uint16_t>(highest ^ static_cast<int>(sign))};
 }
 
 // Where three pixels were last seen, by their hash, modulo 2^16; 0 at first.
