@@ -1,6 +1,7 @@
 // The corrections of images, by random arguments on images from one voxel up: the first byte says which of
 // them, the next ones give the size, then come the arguments and the voxels.
 
+#include "fuzz_bytes.h"
 #include "vexaalgo/chromatic.h"
 #include "vexaalgo/illumination.h"
 
@@ -65,21 +66,10 @@ class MemoryWatch {
     std::ptrdiff_t _before;
 };
 
-// Takes values off the fuzzer's bytes; zeros when they are used up.
-class Bytes {
+// The arguments and the image, in the order of the fuzzer's bytes.
+class Bytes : public velm::fuzz::Bytes {
   public:
-    Bytes(std::uint8_t const * data, std::size_t size) : _data(data), _size(size) {}
-
-    template <typename T>
-    T Take()
-    {
-        T value{};
-        std::size_t const count = std::min(sizeof value, _size);
-        std::memcpy(&value, _data, count);
-        _data += count;
-        _size -= count;
-        return value;
-    }
+    using velm::fuzz::Bytes::Bytes;
 
     // Any number, or one of those that occur, in thousandths.
     double TakeNumber()
@@ -118,10 +108,6 @@ class Bytes {
             image.SetVoxel(i, static_cast<unsigned short>(low + 256 * high));
         }
     }
-
-  private:
-    std::uint8_t const * _data;
-    std::size_t _size;
 };
 
 void Require(bool condition)

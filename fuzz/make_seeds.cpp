@@ -159,6 +159,18 @@ void WriteCorrections(Seeds const & seeds)
     seeds.Write("corrections", "chromatic", '\x02' + geometry + numbers + voxels);
 }
 
+// Any bytes are a field of view.
+void WriteMixes(Seeds const & seeds)
+{
+    for (std::size_t const length : {300U, 1200U}) {
+        std::string bytes(length, '\0');
+        for (std::size_t i = 0; i < length; ++i) {
+            bytes[i] = static_cast<char>(i * i % 251);
+        }
+        seeds.Write("mixer", std::to_string(length) + "_bytes", bytes);
+    }
+}
+
 // What comes with the simulated microscope.
 void CopyInstallation(Seeds const & seeds)
 {
@@ -191,6 +203,7 @@ int main(int argc, char ** argv)
     WriteLabels(seeds, scratch);
     WriteRecords(seeds, scratch);
     WriteCorrections(seeds);
+    WriteMixes(seeds);
     CopyInstallation(seeds);
     return 0;
 }
