@@ -146,6 +146,7 @@ target_link_libraries(failing_files_test PRIVATE ${CMAKE_DL_LIBS})
 velm_test(scenarios/fault_test LIBRARIES velm_scenario_support)
 velm_test(scenarios/focus_test LIBRARIES velm_scenario_support)
 velm_test(scenarios/kill_test LIBRARIES velm_scenario_support)
+velm_test(scenarios/mix_test LIBRARIES velm_scenario_support)
 velm_test(scenarios/overview_test LIBRARIES velm_scenario_support)
 velm_test(scenarios/scan_test LIBRARIES velm_scenario_support)
 

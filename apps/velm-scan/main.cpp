@@ -10,6 +10,7 @@
 #include "acquisition/watchdog.h"
 #include "drivers/base/velm_base.h"
 #include "export/ome_tiff.h"
+#include "velm-scan/mix.h"
 #include "velm-scan/options.h"
 #include "velm-scan/overview.h"
 #include "velm_depository.h"
@@ -229,6 +230,12 @@ void Export(Options const & options)
     }
 }
 
+void Mix(Options const & options)
+{
+    StoredDepository stored(options);
+    DrawMix(stored.Get(), options.fov, options.mix, wxString::FromUTF8(options.out));
+}
+
 int Run(Options const & options)
 {
     Program program;
@@ -239,6 +246,9 @@ int Run(Options const & options)
             break;
         case Command::Export:
             Export(options);
+            break;
+        case Command::Mix:
+            Mix(options);
             break;
         default:
             Scan(options, program);

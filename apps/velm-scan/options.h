@@ -3,6 +3,7 @@
 
 #include "acquisition/calibrator.h"
 #include "acquisition/scan_plan.h"
+#include "velm-scan/mix.h"
 
 #include <optional>
 #include <stdexcept>
@@ -17,14 +18,14 @@ class UsageError : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-enum class Command { Scan, Overview, Export, Help, Version };
+enum class Command { Scan, Overview, Export, Mix, Help, Version };
 
 struct Options {
     Command command = Command::Scan;
     std::string ini;        // empty: the installed simulated rig's
     std::string depository; // always given, but for help and version
-    std::string out;        // of the overview and the export
-    long fov = 0;           // to export; always given then
+    std::string out;        // of the overview, the export and the mix
+    long fov = 0;           // to export or mix; always given then
     std::optional<acquisition::Grid> grid;
     long slices = 9;
     long step = 10;             // tenths of a micron
@@ -32,6 +33,7 @@ struct Options {
     long autofocus = 0;         // the channel to focus on; 0: none
     std::optional<acquisition::CalibrationRequest> calibrate;
     std::optional<unsigned long> seed;
+    MixOptions mix;
 };
 
 // Reads the command line, the program's name first. Throws UsageError.

@@ -1,18 +1,17 @@
 #include "velm-scan/overview.h"
 
+#include "velm-scan/picture.h"
 #include "velm_channel.h"
 #include "velm_depository.h"
 #include "velm_log.h"
 #include "vexaalgo/resample.h"
 
 #include <algorithm>
-#include <cairo.h>
 #include <cmath>
 #include <cstdint>
 #include <limits>
 #include <map>
 #include <memory>
-#include <stdexcept>
 #include <string>
 #include <vector>
 #include <wx/filefn.h>
@@ -57,11 +56,6 @@ struct Range {
     double low;
     double high;
 };
-
-std::runtime_error Failure(wxString const & text)
-{
-    return std::runtime_error(std::string(text.utf8_str()));
-}
 
 // Where the stack's own region of the sensor lies, in microns: its centre is the stage position only for the
 // full frame, so the offset of the region's corner decides.
@@ -229,10 +223,8 @@ void DrawOverview(VELM_Depository & depository, Orientation const & orientation,
     auto const pixels = [pixels_per_micron](double microns) {
         return static_cast<int>(std::lround(microns * pixels_per_micron));
     };
-    std::unique_ptr<cairo_surface_t, void (*)(cairo_surface_t *)> const picture(
-        cairo_image_surface_create(CAIRO_FORMAT_RGB24, std::max(pixels(extent.right - extent.left), 1),
-                                   std::max(pixels(extent.bottom - extent.top), 1)),
-        &cairo_surface_destroy);
+    Picture const picture = MakePicture(std::max(pixels(extent.right - extent.left), 1),
+                                        std::max(pixels(extent.bottom - extent.top), 1));
     std::map<long, Range> const ranges = RangesOf(tiles);
     cairo_surface_flush(picture.get());
     for (Tile const & tile : tiles) {
@@ -241,11 +233,7 @@ void DrawOverview(VELM_Depository & depository, Orientation const & orientation,
     }
     cairo_surface_mark_dirty(picture.get());
     DrawScaleBar(picture.get(), pixels_per_micron);
-    cairo_status_t const status = cairo_surface_write_to_png(picture.get(), file.fn_str());
-    if (status != CAIRO_STATUS_SUCCESS) {
-        throw Failure("The picture " + file + " could not be written: " + cairo_status_to_string(status) +
-                      ".");
-    }
+    WritePicture(picture, file);
 }
 
 } // namespace velm::scan

@@ -90,6 +90,30 @@ TEST(ScanOptions, WrongUsageIsToldByName)
     EXPECT_EQ(UsageErrorOf({"export", "--depository", "dep", "--fov", "1"}), "--out is missing");
     EXPECT_EQ(UsageErrorOf({"export", "--fov", "0"}), "--fov takes a number from 1 to 9999, not \"0\"");
     EXPECT_EQ(UsageErrorOf({"export", "--grid", "1x1"}), "unknown argument \"--grid\"");
+    EXPECT_EQ(UsageErrorOf({"mix", "--depository", "dep", "--fov", "1", "--out", "o.png"}),
+              "--rgb is missing");
+    EXPECT_EQ(UsageErrorOf({"mix", "--depository", "dep", "--rgb", "1,2,3"}), "--fov is missing");
+    EXPECT_EQ(UsageErrorOf({"mix", "--depository", "dep", "--fov", "1", "--rgb", "1,2,3"}),
+              "--out is missing");
+    for (std::string const rgb : {"1,2", "1,2,3,4", "-1,-1,-1", ""}) {
+        EXPECT_EQ(UsageErrorOf({"mix", "--rgb", rgb}),
+                  "--rgb takes the channels of red, green and blue, -1 for none, such as 2,-1,1, not \"" +
+                      rgb + "\"");
+    }
+    EXPECT_EQ(UsageErrorOf({"mix", "--rgb", "1,0,2"}), "--rgb takes a number from 1 to 99, not \"0\"");
+    EXPECT_EQ(UsageErrorOf({"mix", "--af=1"}), "--af takes no value");
+    EXPECT_EQ(UsageErrorOf({"mix", "--depository", "dep", "--fov", "1", "--rgb", "1,2,3", "--af", "--slice",
+                            "0", "--out", "o.png"}),
+              "--af leaves no --slice to choose");
+    EXPECT_EQ(UsageErrorOf({"mix", "--slice", "-1"}), "--slice takes a number from 0 to 9999, not \"-1\"");
+    EXPECT_EQ(UsageErrorOf({"mix", "--rect", "1,2,3"}),
+              "--rect takes X,Y,W,H in pixels, such as 0,0,512,512, not \"1,2,3\"");
+    EXPECT_EQ(UsageErrorOf({"mix", "--rect", "1,2,0,4"}),
+              "--rect takes a number from 1 to 1000000, not \"0\"");
+    EXPECT_EQ(
+        UsageErrorOf({"mix", "--correct", "manual,focus"}),
+        "--correct takes manual, automatic, illumination and chromatic, with commas between, not \"focus\"");
+    EXPECT_EQ(UsageErrorOf({"--depository", "dep", "--af"}), "unknown argument \"--af\"");
     EXPECT_EQ(UsageErrorOf({"--depository", "dep", "--out", "o.tif"}), "unknown argument \"--out\"");
 }
 
@@ -104,8 +128,10 @@ TEST(ScanOptions, TheHelpNamesEveryOptionAndExitStatus)
 {
     std::string const help = HelpText();
     for (char const * const word :
-         {"--ini", "--depository", "--grid", "--slices", "--step", "--channels", "--seed", "--help",
-          "--autofocus", "--calibrate", "--version", "--fov", "--out", "overview", "export", "130"}) {
+         {"--ini",  "--depository", "--grid",       "--slices",  "--step",   "--channels", "--seed",
+          "--help", "--autofocus",  "--calibrate",  "--version", "--fov",    "--out",      "overview",
+          "export", "mix",          "--rgb",        "--af",      "--slice ", "--rect",     "--correct",
+          "manual", "automatic",    "illumination", "chromatic", "130"}) {
         EXPECT_THAT(help, testing::HasSubstr(word));
     }
 }
@@ -126,6 +152,27 @@ TEST(ScanOptions, TheExportTakesItsDepositoryFovChannelsAndFile)
     EXPECT_EQ(options.fov, 12);
     EXPECT_EQ(options.channels, (std::vector<long>{2, 1}));
     EXPECT_EQ(options.out, "o.ome.tif");
+}
+
+TEST(ScanOptions, TheMixTakesItsChannelsPartAndCorrections)
+{
+    std::vector<std::string> arguments{"mix",   "--depository", "dep",   "--fov", "12",
+                                       "--rgb", "-1,3,1",       "--out", "o.png"};
+    Options const plain = Parse(arguments);
+    EXPECT_EQ(plain.command, Command::Mix);
+    EXPECT_EQ(plain.fov, 12);
+    EXPECT_EQ(plain.out, "o.png");
+    EXPECT_EQ(plain.mix.channels, (std::array<long, 3>{-1, 3, 1}));
+    EXPECT_FALSE(plain.mix.af);
+    EXPECT_FALSE(plain.mix.slice.has_value());
+    EXPECT_FALSE(plain.mix.rect.has_value());
+    EXPECT_FALSE(plain.mix.corrections.has_value());
+    arguments.insert(arguments.end(), {"--slice=4", "--rect", "1,2,3,4", "--correct=chromatic,automatic"});
+    Options const options = Parse(arguments);
+    EXPECT_EQ(options.mix.slice, 4);
+    EXPECT_EQ(options.mix.rect, wxRect(1, 2, 3, 4));
+    EXPECT_EQ(options.mix.corrections, 10);
+    EXPECT_TRUE(Parse({"mix", "--af", "--depository=dep", "--fov=1", "--rgb=1,1,1", "--out=o.png"}).mix.af);
 }
 
 } // namespace velm::scan
