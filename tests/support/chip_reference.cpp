@@ -14,7 +14,7 @@ void ChipReference::Add(Image const & image, vexa::Vector3d<int> const & first,
         int chip = first[axis];
         for (unsigned int voxel = 0; voxel < image.size[axis]; ++voxel) {
             for (int pixel = 0; pixel < sampling[axis]; ++pixel, ++chip) {
-                line.at(static_cast<std::size_t>(chip + margin)) = static_cast<int>(voxel);
+                line.at(PlaceOf(chip)) = static_cast<int>(voxel);
             }
         }
     }

@@ -45,14 +45,17 @@ class ChipReference {
     // Of each chip coordinate along an axis, the voxel there.
     using Line = std::array<int, 2 * margin>;
 
+    static std::size_t PlaceOf(int chip)
+    {
+        int const place = chip + margin;
+        return static_cast<std::size_t>(place);
+    }
+
     struct Channel {
         Image const * image;
         std::array<Line, 3> voxels;
 
-        int At(unsigned int axis, int chip) const
-        {
-            return voxels[axis][static_cast<std::size_t>(chip + margin)];
-        }
+        int At(unsigned int axis, int chip) const { return voxels[axis][PlaceOf(chip)]; }
     };
 
     // Where all channels have voxels.
