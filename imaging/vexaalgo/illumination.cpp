@@ -274,8 +274,8 @@ class BackgroundFit {
         return double{*value};
     }
 
-    // Sums of cells up to this many slices stay below 2^32.
-    static constexpr unsigned int slices_per_sum = 16384;
+    // A column of the largest cell sums up to less than 2^32 in so many slices.
+    static constexpr unsigned int slices_per_sum = 65536 / largest_cell;
 
     Image const * _image;
     std::size_t _percentile;
