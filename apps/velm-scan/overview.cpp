@@ -1,6 +1,7 @@
 #include "velm-scan/overview.h"
 
 #include "velm-scan/picture.h"
+#include "velm_bc_mixer.h"
 #include "velm_channel.h"
 #include "velm_depository.h"
 #include "velm_log.h"
@@ -57,15 +58,20 @@ struct Range {
     double high;
 };
 
-// Where the stack's own region of the sensor lies, in microns: its centre is the stage position only for the
-// full frame, so the offset of the region's corner decides.
+// With the corrections that are stored with the FOV. Each channel is mixed alone, so that all of it shows;
+// what shifts would move is less than a pixel of the picture. Where a channel's region of the sensor lies, in
+// microns: its centre is the stage position only for the full frame, so the offset of the region's corner
+// decides.
 void AddTiles(VELM_Depository & depository, long fov_id, Orientation const & orientation,
               std::vector<Tile> & tiles)
 {
-    VELM_FOV fov;
-    if (!depository.FOV_Load(fov_id, fov)) {
+    VELM_BC_Mixer mixer(&depository);
+    if (!mixer.SetSource(fov_id)) {
         throw Failure(wxString::Format("FOV %ld could not be loaded.", fov_id));
     }
+    mixer.SetCorrection(true);
+    mixer.SetCorrOptions(VELM_BC_Mixer::ILLUMINATION | VELM_BC_Mixer::CHROMATIC_ABERRATION);
+    VELM_FOV & fov = mixer.GetFOV();
     long stage_x = 0;
     long stage_y = 0;
     fov.GetCoord().GetStagePosition(stage_x, stage_y);
@@ -73,9 +79,14 @@ void AddTiles(VELM_Depository & depository, long fov_id, Orientation const & ori
         VELM_Channel const & channel = fov.GetChannel(i);
         Tile tile{Plane(), static_cast<double>(stage_x * orientation.x) / 10.0,
                   static_cast<double>(stage_y * orientation.y) / 10.0, channel.GetVisType(), channel.GetId()};
-        if (!depository.FOV_LoadAFImage(fov_id, channel.GetId(), tile.pixels, nullptr)) {
+        wxArrayLong alone;
+        alone.Add(channel.GetId());
+        if (!mixer.SetChannels(alone, true) || !mixer.GetChannel(channel.GetId(), nullptr, tile.pixels, -1)) {
             throw Failure(wxString::Format("The projection of channel %ld of FOV %ld could not be loaded.",
                                            channel.GetId(), fov_id));
+        }
+        if (!tile.pixels.resolution.IsDefined()) {
+            continue; // chromatic correction leaves nothing of it
         }
         tile.x += tile.pixels.offset.x;
         tile.y += tile.pixels.offset.y;

@@ -64,6 +64,36 @@ TEST_F(OverviewTest, ShowsEachPlaceBesideItsNeighbourInTheChannelsColour)
     EXPECT_EQ(image.GetRed(image.GetWidth() - 6, image.GetHeight() - 6), 255) << "the bar is white";
 }
 
+TEST_F(OverviewTest, IsCorrectedAsTheFieldsSay)
+{
+    // An empty slide under a light that falls off to the sides.
+    _rig.Set("Density", "0");
+    _rig.Set("BackgroundLight", "4e6");
+    _rig.Set("Vignetting", "0.8");
+    // How much brighter the middle of the picture is than its upper corners.
+    auto const falloff = [&](std::string const & name, std::vector<std::string> const & more) {
+        std::vector<std::string> plan{"--grid", "1x1", "--slices", "1", "--channels", "1"};
+        plan.insert(plan.end(), more.begin(), more.end());
+        RunResult const run = _rig.Scan(name, plan);
+        EXPECT_EQ(run.status, 0) << run.errors;
+        EXPECT_EQ(Draw(name, _picture).errors, "");
+        wxImage image;
+        EXPECT_TRUE(image.LoadFile(_picture, wxBITMAP_TYPE_PNG));
+        auto const mean = [&](int left) {
+            int sum = 0;
+            for (int y = 0; y < 12; ++y) {
+                for (int x = left; x < left + 12; ++x) {
+                    sum += image.GetBlue(x, left == 42 ? y + 20 : y);
+                }
+            }
+            return sum / 144;
+        };
+        return mean(42) - (mean(0) + mean(84)) / 2;
+    };
+    EXPECT_GT(falloff("plain", {}), 80);
+    EXPECT_LT(std::abs(falloff("corrected", {"--calibrate", "9,mean"})), 30);
+}
+
 TEST_F(OverviewTest, LeavesOutWhatAKilledRunLeft)
 {
     std::filesystem::create_directory(Text(_rig.Depository() + "/rawdata/0003"));
