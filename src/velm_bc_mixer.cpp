@@ -43,19 +43,20 @@ struct Cut {
     }
 };
 
-// Every row of every slice by the row of the calibration image.
+// Every slice by the calibration image of its size.
 void DivideSlices(vexa::Image3d<unsigned short> const & calibration, double mean,
                   vexa::Image3d<unsigned short> & image)
 {
-    constexpr unsigned int band = 64; // rows that a thread takes at a time
-    vexa::ParallelFor((image.GetSizeY() + band - 1) / band, [&](std::size_t number) {
+    // So many pixels go through all slices at a time: enough to be read in long runs, few enough to stay in
+    // the cache.
+    constexpr std::size_t run = 1 << 14;
+    std::size_t const pixels = calibration.GetCount();
+    vexa::ParallelFor((pixels + run - 1) / run, [&](std::size_t number) {
+        std::size_t const begin = number * run;
         FlatField field(mean);
-        unsigned int const begin = static_cast<unsigned int>(number) * band;
-        for (unsigned int y = begin; y < std::min(begin + band, image.GetSizeY()); ++y) {
-            field.SetDivisors(calibration.GetVoxelAddr(0, y, 0), image.GetSizeX());
-            for (unsigned int z = 0; z < image.GetSizeZ(); ++z) {
-                field.Apply(image.GetVoxelAddr(0, y, z));
-            }
+        field.SetDivisors(calibration.begin() + begin, std::min(run, pixels - begin));
+        for (unsigned int z = 0; z < image.GetSizeZ(); ++z) {
+            field.Apply(image.GetVoxelAddr(0, 0, z) + begin);
         }
     });
 }

@@ -10,7 +10,7 @@
 
 namespace velm {
 
-// Corrects rows of pixels by rows of a calibration image: each becomes the low 16 bits of the truncation
+// Corrects runs of pixels by runs of a calibration image: each becomes the low 16 bits of the truncation
 // toward zero of (pixel / divisor) * mean in double precision, and 0 where the divisor is 0 or the result
 // isn't a number that fits into 64 bits.
 class VELM_API FlatField {
@@ -18,10 +18,10 @@ class VELM_API FlatField {
     // mean: of the calibration image.
     explicit FlatField(double mean) : _mean(mean) {}
 
-    // The row of the calibration image for the rows of pixels that follow; kept by its address.
+    // The run of the calibration image for the runs of pixels that follow; kept by its address.
     void SetDivisors(unsigned short const * divisors, std::size_t count);
 
-    // Corrects a row of as many pixels as there are divisors.
+    // Corrects a run of as many pixels as there are divisors.
     void Apply(unsigned short * pixels) const;
 
   private:
