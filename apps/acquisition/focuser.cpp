@@ -4,6 +4,7 @@
 #include "drivers/base/velm_base.h"
 #include "velm_channel.h"
 #include "velm_db.h"
+#include "velm_error.h"
 #include "velm_frame_buffer.h"
 
 #include <vector>
@@ -69,6 +70,13 @@ long Focuser::FindFocus(std::string const & place)
     try {
         Watchdog::Section const section(_watchdog, doing, _limit);
         return Search();
+    } catch (VELM_ZDriveControlError const & error) {
+        // Most likely the end of its range. A broken drive fails at the next place, too.
+        _devices.Withdraw(start);
+        throw FocusLost(doing + " failed: " + error.what());
+    } catch (FocusLost const & error) {
+        _devices.Withdraw(start);
+        throw FocusLost(doing + " failed: " + error.what());
     } catch (VELM_Error const & error) {
         _devices.Withdraw(start);
         throw DeviceFailure(doing + " failed: " + error.what());
@@ -89,7 +97,7 @@ long Focuser::Search()
     _base.AutoFocus(&_db, channel, search_params, nullptr);
     long const z = _devices.ReadPlace().GetZDrivePosition();
     if (!IsSomethingInFocus(*channel.GetCameraSetting(), z)) {
-        throw DeviceFailure("there is nothing to be seen.");
+        throw FocusLost("there is nothing to be seen.");
     }
     return z;
 }

@@ -5,6 +5,7 @@
 #include "acquisition/watchdog.h"
 
 #include <chrono>
+#include <stdexcept>
 #include <string>
 
 namespace velm {
@@ -12,6 +13,12 @@ class VELM_CameraSetting;
 } // namespace velm
 
 namespace velm::acquisition {
+
+// A place has no focus that could be found; another one may.
+class FocusLost : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
 
 // Finds the focus of a place and makes sure that there is something in it.
 class Focuser {
@@ -22,9 +29,9 @@ class Focuser {
             Watchdog & watchdog, VELM_Channel const & channel, std::chrono::milliseconds limit);
 
     // Leaves the Z drive in focus, the shutter closed and the camera's default setting in force, and returns
-    // the Z drive's logical position. place: what to call the place in messages. When nothing is found, or a
-    // device fails, DeviceFailure says why, with the shutter closed and the Z drive where it was; Interrupted
-    // passes in the same way.
+    // the Z drive's logical position. place: what to call the place in messages. Throws FocusLost when there
+    // is nothing to be seen or the Z drive can't go where the search leads, DeviceFailure when a device
+    // fails, and Interrupted; then the shutter is closed and the Z drive where it was.
     long FindFocus(std::string const & place);
 
   private:

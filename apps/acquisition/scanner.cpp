@@ -108,16 +108,23 @@ Scanner::Scanner(VELM_BaseControl & base, VELM_Database & db, VELM_Depository & 
 {
 }
 
-void Scanner::Run(ScanPlan const & plan)
+long Scanner::Run(ScanPlan const & plan)
 {
+    long left_out = 0;
     ClosedOnFailure const shutter(_devices);
     _devices.CloseShutter();
     _devices.SetLightPathToCamera();
     VELM_CoordList const & coords = _depository.GetCoordListRef();
     for (unsigned int i = 0; i < coords.GetCount(); ++i) {
         Interruption::Check();
-        TakeFov(plan, coords[i]);
+        try {
+            TakeFov(plan, plan.focus_channel_id != 0 ? InFocus(plan, coords[i]) : coords[i]);
+        } catch (FocusLost const & error) {
+            Log::Error(detail::EscapePercent(detail::ExceptionText(error)) + " The place is left out.");
+            ++left_out;
+        }
     }
+    return left_out;
 }
 
 VELM_Coord Scanner::InFocus(ScanPlan const & plan, VELM_Coord const & coord)
@@ -130,9 +137,8 @@ VELM_Coord Scanner::InFocus(ScanPlan const & plan, VELM_Coord const & coord)
     return in_focus;
 }
 
-void Scanner::TakeFov(ScanPlan const & plan, VELM_Coord const & planned)
+void Scanner::TakeFov(ScanPlan const & plan, VELM_Coord const & coord)
 {
-    VELM_Coord const coord = plan.focus_channel_id != 0 ? InFocus(plan, planned) : planned;
     VELM_FOV fov;
     fov.SetCoord(coord);
     fov.SetNumSlices(plan.slices);

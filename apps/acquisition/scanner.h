@@ -45,14 +45,15 @@ class Scanner {
             ConfirmedDevices & devices, Watchdog & watchdog, std::chrono::milliseconds focus_limit,
             ScanObserver & observer);
 
-    // Throws DeviceFailure, StoreError, Interrupted.
-    void Run(ScanPlan const & plan);
+    // A place whose focus can't be found is left out, with an error line: the others are worth the night. How
+    // many were. Throws DeviceFailure, StoreError, Interrupted.
+    long Run(ScanPlan const & plan);
 
   private:
-    // The coordinate with the focus that was found at it.
+    // The coordinate with the focus that was found at it. Throws FocusLost.
     VELM_Coord InFocus(ScanPlan const & plan, VELM_Coord const & coord);
 
-    void TakeFov(ScanPlan const & plan, VELM_Coord const & planned);
+    void TakeFov(ScanPlan const & plan, VELM_Coord const & coord);
     void TakeStack(ScanPlan const & plan, VELM_Coord const & coord, VELM_Channel & channel,
                    vexa::Image3d<unsigned short> & stack);
     void StoreChannel(VELM_FOV const & fov, long fov_id, long channel_id,

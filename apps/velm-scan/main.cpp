@@ -2,6 +2,7 @@
 
 #include "acquisition/calibrator.h"
 #include "acquisition/depository_lock.h"
+#include "acquisition/focuser.h"
 #include "acquisition/installation.h"
 #include "acquisition/interruption.h"
 #include "acquisition/program.h"
@@ -180,7 +181,12 @@ void Scan(Options const & options, Program & program)
     VELM_Database & db = installation.GetDatabase();
     Calibrator calibrator(base, db, depository, devices, watchdog, deadlines.calibration);
     Calibrate(options, plan, calibrator, devices, depository);
-    Scanner(base, db, depository, devices, watchdog, deadlines.autofocus, progress).Run(plan);
+    long const left_out =
+        Scanner(base, db, depository, devices, watchdog, deadlines.autofocus, progress).Run(plan);
+    if (left_out > 0) {
+        throw FocusLost(std::to_string(left_out) + " of " + std::to_string(fovs) +
+                        " places were left out, since their focus was not found.");
+    }
 }
 
 // An existing depository, opened.

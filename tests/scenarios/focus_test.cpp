@@ -83,26 +83,38 @@ TEST_F(FocusTest, SettingsOfTheChannelsAreNotThoseOfTheSearch)
     EXPECT_EQ(fov.GetChannelById(1).GetCameraSetting()->GetSBin(), 2);
 }
 
-TEST_F(FocusTest, OnABlankFieldEndsTheRunWithTheShutterClosedAndTheDriveWhereItWas)
+TEST_F(FocusTest, OnABlankFieldLeavesThePlaceOutWithTheShutterClosedAndTheDriveWhereItWas)
 {
     _rig.Set("Density", "0");
     RunResult const run = Scan({"--grid", "1x1", "--autofocus", "1"});
     EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.output, "");
     EXPECT_EQ(run.errors,
-              "Error: Focusing on channel 'DAPI' at coordinate 1 failed: there is nothing to be seen.\n");
+              "Error: Focusing on channel 'DAPI' at coordinate 1 failed: there is nothing to be seen. The "
+              "place is left out.\n"
+              "Error: 1 of 1 places were left out, since their focus was not found.\n");
     EXPECT_THAT(State(), testing::HasSubstr("Shutter=closed"));
     EXPECT_THAT(State(), testing::HasSubstr("Z=4980"));
+    EXPECT_EQ(Open().FOV_GetCount(), 0U);
 }
 
-TEST_F(FocusTest, BeyondTheDrivesRangeEndsTheRunWithTheShutterClosedAndTheDriveWhereItWas)
+TEST_F(FocusTest, BeyondTheDrivesRangeLeavesThePlaceOutAndTheOthersFollow)
 {
-    _rig.Set("ZUpper", "4985");
-    RunResult const run = Scan({"--grid", "1x1", "--autofocus", "1"});
+    _rig.Set("ZUpper", "5080");
+    VELM_Depository & depository = Open();
+    for (long const z : {5075L, 4980L}) {
+        VELM_Coord coord(-1, 0, 0, z, -1, -1, -1, -1);
+        depository.GetCoordListRef().Add(coord);
+    }
+    ASSERT_TRUE(depository.SaveCoords());
+    RunResult const run = Scan({"--autofocus", "1"});
     EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.output, "FOV 1 saved\n");
     EXPECT_THAT(run.errors,
                 testing::StartsWith("Error: Focusing on channel 'DAPI' at coordinate 1 failed: "));
-    EXPECT_THAT(State(), testing::HasSubstr("Shutter=closed"));
-    EXPECT_THAT(State(), testing::HasSubstr("Z=4980"));
+    EXPECT_THAT(run.errors,
+                testing::EndsWith("Error: 1 of 2 places were left out, since their focus was not found.\n"));
+    EXPECT_NEAR(static_cast<double>(LoadFov(1).GetCoord().GetZDrivePosition()), 5000.0, 5.0);
 }
 
 TEST_F(FocusTest, ThatADriverFailsInEndsTheRunWithTheShutterClosedAndTheDriveWhereItWas)
