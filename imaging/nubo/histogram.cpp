@@ -6,9 +6,9 @@
 
 #include <algorithm>
 #include <cstring>
-#include <functional>
 #include <libdeflate.h>
 #include <limits>
+#include <mutex>
 #include <string>
 #include <utility>
 #include <wx/filefn.h>
@@ -137,29 +137,46 @@ void CountGroup(unsigned short const * values, std::uint32_t * even, std::uint32
     }
 }
 
-// Adds to one counter for each value. Neighbours are often equal, and a counter that was just stored is slow
-// to fetch again: so they go to different counters at first. Values that are all the same, as in a dark or
-// saturated frame, count at once.
-void CountValues(unsigned short const * values, std::size_t count, std::uint32_t * counters)
-{
-    Counters odd;
-    unsigned short const * const end = values + count;
-    while (end - values >= group) {
-        std::ptrdiff_t const length =
-            end - values >= stretch && IsConstant(values, stretch) ? stretch : group;
-        if (length == stretch || IsConstant(values, group)) {
-            counters[*values] += static_cast<std::uint32_t>(length);
-        } else {
-            odd.resize(all_values);
-            CountGroup(values, counters, odd.data());
+// The counters that a thread works with, all 0 between uses. They stay, since handing out and clearing memory
+// would take as long as counting a frame.
+struct Scratch {
+    Counters even{Counters(all_values)};
+    Counters odd{Counters(all_values)};
+
+    // Of the thread that calls.
+    static Scratch & Get()
+    {
+        thread_local Scratch scratch;
+        return scratch;
+    }
+
+    // Neighbours are often equal, and a counter that was just stored is slow to fetch again: so they go to
+    // different counters. Values that are all the same, as in a dark or saturated frame, count at once.
+    void Count(unsigned short const * values, std::size_t count)
+    {
+        unsigned short const * const end = values + count;
+        while (end - values >= group) {
+            std::ptrdiff_t const length =
+                end - values >= stretch && IsConstant(values, stretch) ? stretch : group;
+            if (length == stretch || IsConstant(values, group)) {
+                even[*values] += static_cast<std::uint32_t>(length);
+            } else {
+                CountGroup(values, even.data(), odd.data());
+            }
+            values += length;
         }
-        values += length;
+        std::for_each(values, end, [this](unsigned short value) { ++even[value]; });
     }
-    std::for_each(values, end, [counters](unsigned short value) { ++counters[value]; });
-    for (std::size_t value = 0; value < odd.size(); ++value) {
-        counters[value] += odd[value];
+
+    void MoveTo(Counters & bins)
+    {
+        for (std::size_t value = 0; value < all_values; ++value) {
+            bins[value] += even[value] + odd[value];
+        }
+        std::fill(even.begin(), even.end(), 0U);
+        std::fill(odd.begin(), odd.end(), 0U);
     }
-}
+};
 
 } // namespace
 
@@ -209,18 +226,15 @@ void Histogram<T>::Count(T const * values, std::size_t count)
         return;
     }
     std::size_t const parts = std::clamp<std::size_t>(count / part_length, 1, vexa::GetThreadCount());
-    std::vector<Counters> others(parts - 1); // the first part counts into the bins themselves
+    std::mutex adding;
     vexa::ParallelFor(parts, [&](std::size_t part) {
         std::size_t const begin = count / parts * part;
         std::size_t const end = part + 1 < parts ? count / parts * (part + 1) : count;
-        if (part > 0) {
-            others[part - 1].resize(all_values);
-        }
-        CountValues(values + begin, end - begin, part > 0 ? others[part - 1].data() : _bins.data());
+        Scratch & scratch = Scratch::Get();
+        scratch.Count(values + begin, end - begin);
+        std::lock_guard<std::mutex> const lock(adding);
+        scratch.MoveTo(_bins);
     });
-    for (Counters const & counters : others) {
-        std::transform(counters.begin(), counters.end(), _bins.begin(), _bins.begin(), std::plus<>());
-    }
 }
 
 template <typename T>
