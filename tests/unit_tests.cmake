@@ -113,6 +113,9 @@ velm_test(apps/velm_scan_options_test LIBRARIES velm_acquisition SOURCES ${PROJE
 # The tree
 velm_test(source_tree_test)
 set_source_files_properties(source_tree_test.cpp PROPERTIES COMPILE_DEFINITIONS VELM_SOURCE_ROOT="${PROJECT_SOURCE_DIR}")
+# What scores against the truth rely on
+velm_test(bench/spot_finder_test SOURCES ${PROJECT_SOURCE_DIR}/bench/spot_finder.cpp)
+target_include_directories(spot_finder_test PRIVATE ${PROJECT_SOURCE_DIR}/bench)
 # The simulated microscope
 foreach(unit IN ITEMS sim_clock sim_config sim_fading sim_faults sim_machine sim_machine_fault sim_motion
                       sim_noise sim_optics sim_renderer sim_specimen sim_truth)

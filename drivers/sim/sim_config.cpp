@@ -127,6 +127,7 @@ void ReadSpecimen(Entries const & entries, SimConfig & sim)
     entries.Read("FocusHeight", sim.specimen.focus_height, -1e6, 1e6);
     entries.Read("FocusTilt", sim.specimen.focus_tilt, 0, 100);
     entries.Read("FocusWave", sim.specimen.focus_wave, 0, 100);
+    entries.Read("BackgroundUnevenness", sim.specimen.background_unevenness, 0, 1);
     entries.Read("Vignetting", sim.vignetting.strength, 0, 1);
     entries.Read("NucleusLight", sim.light.nucleus, 0, 1e15);
     entries.Read("SpotLight", sim.light.spot, 0, 1e15);
@@ -178,6 +179,7 @@ Marker ReadMarker(Entries const & entries, VELM_Database const & db, unsigned in
             "Error in the simulated microscope's entry '%s/Structure' (%s): must be nuclei or spots", name,
             structure));
     }
+    entries.Read(name + "/SpotKind", marker.spot_kind, 0, 15);
     entries.Read(name + "/Brightness", marker.brightness, 0, 1e6);
     entries.Read(name + "/Wavelength", marker.wavelength_um, 0.2, 2);
     entries.Read(name + "/ShiftX", marker.shift_x_um, -100, 100);

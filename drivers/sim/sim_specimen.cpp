@@ -379,8 +379,10 @@ Specimen::Specimen(SpecimenParams const & params)
 
 double Specimen::Background(double x, double y) const
 {
-    return 0.5 + 0.7 * Noise(Join(_params.seed, BACKGROUND), x, y, 4.0 * BACKGROUND_LATTICE) +
-           0.3 * Noise(Join(_params.seed, BACKGROUND, 1), x, y, BACKGROUND_LATTICE);
+    double const part = _params.background_unevenness;
+    return 1.0 - 0.5 * part +
+           part * 0.7 * Noise(Join(_params.seed, BACKGROUND), x, y, 4.0 * BACKGROUND_LATTICE) +
+           part * 0.3 * Noise(Join(_params.seed, BACKGROUND, 1), x, y, BACKGROUND_LATTICE);
 }
 
 double Specimen::Occupancy(double x, double y) const

@@ -110,11 +110,12 @@ class FocusSurface {
 
 struct SpecimenParams {
     std::uint64_t seed = 1;
-    double density = 1.0;        // 1: one to three dozen nuclei in a field of 140 by 105 microns
-    unsigned int spot_kinds = 0; // markers that label spots
-    double focus_height = 500.0; // microns
-    double focus_tilt = 1.0;     // microns per millimetre
-    double focus_wave = 1.5;     // microns
+    double density = 1.0;               // 1: one to three dozen nuclei in a field of 140 by 105 microns
+    unsigned int spot_kinds = 0;        // markers that label spots
+    double focus_height = 500.0;        // microns
+    double focus_tilt = 1.0;            // microns per millimetre
+    double focus_wave = 1.5;            // microns
+    double background_unevenness = 1.0; // 0: as of a film of dye; 1: half the average to half as much again
 };
 
 // A slide that goes on in every direction, the same for the same seed. It is made cell by cell when somebody
@@ -142,7 +143,7 @@ class Specimen {
     // Forgets what hasn't been looked at for long, if there is much; it comes back the same.
     void Trim();
 
-    // How much of the average faint light there is at a place, 0.5 to 1.5.
+    // How much of the average faint light there is at a place, 1 on average.
     double Background(double x, double y) const;
 
     // The finest structure of Background, in microns.

@@ -105,6 +105,17 @@ TEST_F(SimConfigTest, TheFirstMarkerStainsNucleiAndTheOthersSpotsUnlessTold)
     EXPECT_EQ(sim.specimen.spot_kinds, 0u);
 }
 
+TEST_F(SimConfigTest, MarkersCanLabelTheSameSpots)
+{
+    _dir.Write("markers.ini", "Blue dye\n0,2\n0\nGreen dye\n1\n1\nRed dye\n1\n1\n");
+    SimConfig sim = Read("");
+    EXPECT_EQ(sim.markers[2].spot_kind, 1u);
+    EXPECT_EQ(sim.specimen.spot_kinds, 2u);
+    sim = Read("[Sim/Red dye]\nSpotKind=0\n");
+    EXPECT_EQ(sim.markers[2].spot_kind, sim.markers[1].spot_kind);
+    EXPECT_EQ(sim.specimen.spot_kinds, 1u);
+}
+
 TEST_F(SimConfigTest, ObjectivesKeepTheOrderOfTheCatalogue)
 {
     SimConfig const sim = Read("Objective=4\n");

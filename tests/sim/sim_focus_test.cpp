@@ -1,77 +1,24 @@
 // Focus and calibration images, compared with what is on the slide and with what the camera delivered.
 
 #include "drivers/base/camera_setting.h"
+#include "sim/kept_frames.h"
 #include "sim/sim_base_control.h"
 #include "support/voxels.h"
-#include "velm_calib_img.h"
-#include "velm_channel.h"
 
 #include <algorithm>
-#include <cstring>
 
 namespace velm::sim::test {
 
-namespace {
-
 using velm::test::Voxels;
-using Pixels = std::vector<unsigned short>;
 
-class SimFocus : public SimRig {
-  protected:
-    // The first marker's channel, with the camera's own setting.
-    VELM_Channel Nuclei() const
-    {
-        VELM_Channel channel("DAPI", 0, 0, 0);
-        channel.TakeCameraSetting(_base->Camera_CreateNewSetting());
-        return channel;
-    }
-
-    // A frame that the camera delivered, from 1.
-    Pixels Delivered(int number) const
-    {
-        std::string const bytes = _dir.Read(wxString::Format("frames/%06d.raw", number));
-        Pixels pixels(bytes.size() / sizeof(unsigned short));
-        std::memcpy(pixels.data(), bytes.data(), bytes.size());
-        return pixels;
-    }
-
-    // What the frames from first on make, pixel by pixel, as its definition says.
-    Pixels Join(int first, int count, VELM_CalibMethod method) const
-    {
-        std::vector<Pixels> frames;
-        frames.reserve(static_cast<std::size_t>(count));
-        for (int i = 0; i < count; ++i) {
-            frames.push_back(Delivered(first + i));
-        }
-        Pixels joined;
-        for (std::size_t i = 0; i < frames[0].size(); ++i) {
-            Pixels values;
-            for (Pixels const & frame : frames) {
-                values.push_back(frame[i]);
-            }
-            std::sort(values.begin(), values.end());
-            double sum = 0.0;
-            for (unsigned short const value : values) {
-                sum += value;
-            }
-            std::size_t const middle = values.size() / 2;
-            double const median = values.size() % 2 == 1
-                                      ? values[middle]
-                                      : (double{1} * values[middle - 1] + values[middle]) * 0.5;
-            joined.push_back(static_cast<unsigned short>(method == CALIB_MEAN ? sum / count : median));
-        }
-        return joined;
-    }
-};
-
-} // namespace
+class SimFocus : public SimRig {};
 
 TEST_F(SimFocus, AutoFocusFindsTheSlideFromEitherSide)
 {
     // The nuclei's centres lie within 0.8 microns of the plane.
     VELM_BaseControl & base = Start("FocusTilt=0\nFocusWave=0\nNoise=0\n");
     for (long const start : {5030L, 4970L, 5000L}) {
-        VELM_Channel channel = Nuclei();
+        VELM_Channel channel = ChannelOf(0);
         channel.GetCameraSetting()->SetExposure(1600000);
         base.ZDrive_SetPos(start);
         base.AutoFocus(&_db, channel, VELM_AutoFocusParams(), nullptr);
@@ -92,16 +39,16 @@ TEST_F(SimFocus, ACalibrationImageIsTheMeanOrMedianOfTheFramesToTheLastBit)
     int taken = 0;
     for (VELM_CalibMethod const method : {CALIB_MEAN, CALIB_MEDIAN}) {
         for (int const count : {4, 5}) {
-            VELM_Channel channel = Nuclei();
+            VELM_Channel channel = ChannelOf(0);
             channel.SetCalibType(CALIBRATION_YES);
             channel.TakeCalibImage(new VELM_Calibration_Image);
             base.Channel_Set(channel, &_db);
             base.Calibrate(channel, nullptr, count, method);
-            Pixels const expected = Join(taken + 1, count, method);
+            FramePixels const expected = JoinKeptFrames(frames, taken + 1, count, method);
             taken += count;
             VELM_Calibration_Image const & result = *channel.GetCalibImage();
             EXPECT_TRUE(Voxels(*result.GetFullImage()) == expected) << count << " frames";
-            EXPECT_NE(expected, Delivered(taken)) << "the frames have noise";
+            EXPECT_NE(expected, ReadKeptFrame(frames, taken)) << "the frames have noise";
             double sum = 0.0;
             for (unsigned short const pixel : expected) {
                 sum += pixel;
@@ -115,7 +62,7 @@ TEST_F(SimFocus, ACalibrationImageIsTheMeanOrMedianOfTheFramesToTheLastBit)
 TEST_F(SimFocus, CalibrationFramesAreTakenOutOfFocus)
 {
     VELM_BaseControl & base = Start("SensorWidth=320\nSensorHeight=240\nNoise=0\nVignetting=0\n");
-    VELM_Channel channel = Nuclei();
+    VELM_Channel channel = ChannelOf(0);
     channel.SetCalibType(CALIBRATION_YES);
     channel.TakeCalibImage(new VELM_Calibration_Image);
     base.Channel_Set(channel, &_db);

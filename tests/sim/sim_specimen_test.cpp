@@ -52,6 +52,29 @@ TEST(SimSpecimen, TheSameSeedGivesTheSameSlide)
     EXPECT_EQ(one.Focus().At(500.0, 700.0), other.Focus().At(500.0, 700.0));
 }
 
+TEST(SimSpecimen, TheBackgroundIsAsUnevenAsTold)
+{
+    SpecimenParams params = Params(7);
+    auto const range = [&](double unevenness) {
+        params.background_unevenness = unevenness;
+        Specimen const specimen(params);
+        double least = specimen.Background(0.0, 0.0);
+        double most = least;
+        for (int i = 0; i < 2000; ++i) {
+            double const value = specimen.Background(37.0 * i, -11.0 * i);
+            least = std::min(least, value);
+            most = std::max(most, value);
+        }
+        return std::pair(least, most);
+    };
+    EXPECT_EQ(range(0.0), std::pair(1.0, 1.0));
+    auto const [least, most] = range(1.0);
+    auto const [half_least, half_most] = range(0.5);
+    EXPECT_LT(least, 0.75);
+    EXPECT_GT(most, 1.25);
+    EXPECT_NEAR(half_most - half_least, 0.5 * (most - least), 1e-12);
+}
+
 TEST(SimSpecimen, OtherSeedsGiveOtherSlides)
 {
     Specimen one(Params(7));
