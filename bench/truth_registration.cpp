@@ -24,7 +24,7 @@ std::string ColourOf(std::mt19937_64 & random)
     auto const between = [&](double low, double high) {
         return std::to_string(std::uniform_real_distribution<double>(low, high)(random));
     };
-    return "SpotKind=0\nShiftX=" + between(-0.3, 0.3) + "\nShiftY=" + between(-0.3, 0.3) +
+    return "SpotKind=0\nShiftX=" + between(-0.2, 0.2) + "\nShiftY=" + between(-0.2, 0.2) +
            "\nScale=" + between(0.999, 1.001) + "\nFocusOffset=" + between(-0.4, 0.4) + "\n";
 }
 

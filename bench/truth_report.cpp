@@ -9,14 +9,14 @@ void Report::Row(std::string const & name, double value, std::string const & uni
     // Not a number reaches no goal.
     bool const reached = goal.at_most ? value <= goal.ratio : value >= goal.ratio;
     _good = _good && reached;
-    std::printf("%-66s %9.4f %-8s goal %-8s %5.2f   %s\n", name.c_str(), value, unit.c_str(),
+    std::printf("%-66s %9.4g %-8s goal %-8s %5g   %s\n", name.c_str(), value, unit.c_str(),
                 goal.at_most ? "at most" : "at least", goal.ratio, reached ? "ok" : "short");
     std::fflush(stdout);
 }
 
 void Report::Number(std::string const & name, double value, std::string const & unit)
 {
-    std::printf("%-66s %9.4f %s\n", name.c_str(), value, unit.c_str());
+    std::printf("%-66s %9.4g %s\n", name.c_str(), value, unit.c_str());
     std::fflush(stdout);
 }
 
