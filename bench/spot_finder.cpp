@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 
 namespace velm::bench {
 
@@ -13,7 +12,7 @@ using Image = vexa::Image3d<unsigned short>;
 constexpr int ring = 6;              // radius in pixels, beyond what a spot covers
 constexpr int window = 5;            // half side of what a centroid sees
 constexpr double window_sigma = 2.0; // about a spot's own
-constexpr double near = 10.0;        // from here on two spots don't disturb each other
+constexpr double alone = 10.0;       // from here on two spots don't disturb each other
 
 // The mean along the ring around a voxel that lies far enough from the borders.
 double Ground(Image const & stack, int x, int y, unsigned int z)
@@ -112,7 +111,7 @@ std::vector<FoundSpot> FindSpots(Image const & stack, double contrast)
     std::vector<FoundSpot> spots;
     for (FoundSpot const & peak : peaks) {
         auto const neighbours = std::count_if(peaks.begin(), peaks.end(), [&](FoundSpot const & other) {
-            return Distance(peak, other) < near;
+            return Distance(peak, other) < alone;
         });
         if (neighbours == 1) { // itself
             spots.push_back(Centred(stack, peak));

@@ -4,10 +4,14 @@
 #include "velm_calib_img.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <functional>
+#include <numeric>
 #include <random>
 #include <stdexcept>
+#include <string>
+#include <vector>
 
 namespace velm::bench {
 

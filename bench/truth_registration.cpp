@@ -2,9 +2,14 @@
 #include "truth.h"
 #include "truth_rig.h"
 
+#include <algorithm>
+#include <array>
 #include <cmath>
 #include <random>
 #include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
 
 namespace velm::bench {
 

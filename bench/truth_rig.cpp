@@ -3,6 +3,7 @@
 #include "sim_truth.h"
 #include "velm_prefs.h"
 
+#include <algorithm>
 #include <cmath>
 #include <stdexcept>
 #include <wx/fileconf.h>
@@ -103,8 +104,9 @@ Picture Rig::LastScene(int binning)
     Picture scene{width, electrons.size() / width, std::vector<double>(electrons.size())};
     double const units = std::ldexp(1.0, _config.camera.bit_depth) / _config.camera.full_well;
     for (std::size_t i = 0; i < electrons.size(); ++i) {
+        std::size_t const row = i / width;
         double const x = (static_cast<double>(i % width) + 0.5) * binning;
-        double const y = (static_cast<double>(i / width) + 0.5) * binning;
+        double const y = (static_cast<double>(row) + 0.5) * binning;
         double const light = _config.vignetting.At(x, y, _config.camera.width, _config.camera.height);
         scene.values[i] = _config.camera.offset + units * static_cast<double>(electrons[i]) / light;
     }
