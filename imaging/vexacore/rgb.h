@@ -1,11 +1,14 @@
 #ifndef VEXACORE_RGB_H
 #define VEXACORE_RGB_H
 
+#include "vexacore/export.h"
+
 namespace vexa {
 
-// One colour voxel. An array of these is a packed R, G, B sequence without gaps.
+// One colour voxel. An array of these is a packed R, G, B sequence without gaps. Exported, since some
+// compilers hide every instance of a template, such as an image, whose argument is hidden.
 template <typename T>
-struct RGB_generic {
+struct VEXA_API RGB_generic {
     T red{};
     T green{};
     T blue{};
