@@ -153,23 +153,19 @@ bool MeasureZoom(Table & table, wxImage & picture, int zoom)
     int const full = picture.GetWidth();
     int const factor = zoom < 1 ? 1 - zoom : zoom + 1;
     int const shown = zoom < 1 ? full / factor : full;
-    std::string const name = "image mapper, zoom " + std::to_string(zoom) + " / wxImage::Scale";
+    std::string const name = "image mapper, zoom " + std::to_string(zoom) + " / wxImage::";
     wxImage target(shown, shown);
     wxImage scaled;
     auto const map = [&] { velm::VELM_ImageMapper(&picture).Map(&target, 0, 0, zoom, 1, 1); };
-    auto const scale = [&] {
-        if (zoom < 1) {
-            scaled = picture.Scale(shown, shown, wxIMAGE_QUALITY_NEAREST);
-        } else {
-            wxImage const visible = picture.GetSubImage(wxRect(0, 0, full / factor, full / factor));
-            scaled = visible.Scale(shown, shown, wxIMAGE_QUALITY_NEAREST);
-        }
+    auto const visible = [&] {
+        return zoom < 1 ? picture : picture.GetSubImage(wxRect(0, 0, full / factor, full / factor));
     };
-    table.Row(name, AtLeast(3.0), map, scale);
-    if (!table.Wants(name)) {
-        return true;
-    }
-    return !IsExact(factor) ||
+    table.Row(name + "Scale", AtLeast(3.0), map,
+              [&] { scaled = visible().Scale(shown, shown, wxIMAGE_QUALITY_NEAREST); });
+    // Scaling down by whole factors, Scale takes the mean of each block all the same.
+    std::string const same = name + "ResampleNearest";
+    table.Row(same, AtLeast(1.0), map, [&] { scaled = visible().ResampleNearest(shown, shown); });
+    return !table.Wants(same) || !IsExact(factor) ||
            std::memcmp(target.GetData(), scaled.GetData(), static_cast<std::size_t>(shown * shown) * 3) == 0;
 }
 

@@ -65,6 +65,7 @@ ScanProcess::ScanProcess(std::vector<std::string> const & arguments, Surrounding
     std::vector<std::string> command = arguments;
     command.insert(command.begin(), VELM_SCAN_PROGRAM);
     std::vector<char *> argv;
+    argv.reserve(command.size() + 1);
     for (std::string & argument : command) {
         argv.push_back(argument.data());
     }
