@@ -37,6 +37,11 @@ auto Named(char const * device, Call const & call) -> decltype(call())
     }
 }
 
+std::string NotConfirmed(char const * device, std::string const & problem)
+{
+    return std::string("The ") + device + " did not confirm in time: " + problem + ".";
+}
+
 // The pixel that marks place i of a buffer as not yet written: a pattern that no camera delivers a stretch
 // of.
 unsigned short Unwritten(std::size_t i)
@@ -122,7 +127,7 @@ void ConfirmedDevices::Await(char const * device, std::chrono::milliseconds dead
     while (!problem.empty()) {
         Interruption::Check();
         if (Clock::now() > end) {
-            throw DeviceFailure(std::string("The ") + device + " did not confirm in time: " + problem + ".");
+            throw DeviceFailure(NotConfirmed(device, problem));
         }
         std::this_thread::sleep_for(poll_interval);
         problem = Named(device, check);
@@ -358,22 +363,24 @@ void ConfirmedDevices::Withdraw(long z) noexcept
 
 void ConfirmedDevices::TryToCloseShutterNow()
 {
-    std::string problem;
+    std::string failure;
     for (int attempt = 0; attempt < 2; ++attempt) {
         try {
             _base.Shutter_RequestClose();
             auto const end = Clock::now() + way_out_limit;
+            std::string problem;
             do {
                 problem = CheckShutter(false);
             } while (!problem.empty() && Clock::now() < end);
+            if (problem.empty()) {
+                return;
+            }
+            failure = NotConfirmed("shutter", problem);
         } catch (VELM_Error const & error) {
-            problem = error.what();
-        }
-        if (problem.empty()) {
-            return;
+            failure = std::string("The shutter failed: ") + error.what();
         }
     }
-    throw DeviceFailure("The shutter failed: " + problem);
+    throw DeviceFailure(failure);
 }
 
 void ConfirmedDevices::ConfirmStillThere()

@@ -1,9 +1,12 @@
 #include "acquisition/confirmed_devices.h"
 
+#include "acquisition/interruption.h"
+#include "support/log_recorder.h"
 #include "support/stub_microscope.h"
 #include "velm_frame_buffer.h"
 
 #include <algorithm>
+#include <csignal>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <iterator>
@@ -12,6 +15,7 @@ namespace velm::acquisition {
 
 namespace {
 
+using test::LogLine;
 using test::Rig;
 
 constexpr std::chrono::milliseconds soon{20};
@@ -54,6 +58,20 @@ class Confirmed : public testing::Test {
         auto const & calls = Rig().calls;
         return std::count_if(calls.begin(), calls.end(),
                              [&](std::string const & made) { return made.rfind(call + "(", 0) == 0; });
+    }
+
+    // What is logged by the way out that closes the shutter, and by the one that brings the Z drive back too.
+    std::vector<LogLine> LinesOfClosing()
+    {
+        test::LogRecorder const log;
+        devices.CloseShutterNow();
+        return log.Lines();
+    }
+    std::vector<LogLine> LinesOfWithdrawing()
+    {
+        test::LogRecorder const log;
+        devices.Withdraw(150);
+        return log.Lines();
     }
 
   private:
@@ -122,6 +140,16 @@ TEST_F(Confirmed, AFrameThatIsNeverWholeIsAFailureOfTheCamera)
     EXPECT_EQ(Count("camera.AbortAcquisition"), 2);
 }
 
+TEST_F(Confirmed, ACameraThatCannotBeStoppedIsAWarningAndTheFailureRemains)
+{
+    Rig().expose = nullptr;
+    Rig().on_call["camera.AbortAcquisition"] = [] { throw VELM_CameraControlError("Deaf at 50%s."); };
+    test::LogRecorder const log;
+    EXPECT_EQ(FailureOf([this] { Snap(); }), "The camera failed: it did not deliver the frame.");
+    LogLine const expected = test::Warning("The camera could not be stopped: Deaf at 50%s.");
+    EXPECT_EQ(log.Lines(), (std::vector<LogLine>{expected, expected}));
+}
+
 TEST_F(Confirmed, ThePlaceIsReadOnceMoreAfterAFailure)
 {
     int reads = 0;
@@ -154,6 +182,87 @@ TEST_F(Confirmed, TheLightPathIsSetOnceMoreAfterAFailure)
     EXPECT_EQ(calls, 2);
     EXPECT_EQ(FailureOf([this] { devices.SetLightPathToCamera(); }), "The microscope body failed: No power.");
     EXPECT_EQ(calls, 4);
+}
+
+TEST_F(Confirmed, OnTheWayOutTheShutterIsClosedAndTheZDriveBroughtBackWithoutAWord)
+{
+    EXPECT_EQ(LinesOfWithdrawing(), std::vector<LogLine>());
+    EXPECT_FALSE(Rig().shutter->opened);
+    EXPECT_EQ(Rig().zdrive->pos, 150);
+}
+
+TEST_F(Confirmed, AShutterThatFailsOnceIsClosedOnTheWayOutByAskingOnceMore)
+{
+    int calls = 0;
+    Rig().on_call["shutter.Close"] = [&calls] {
+        if (++calls == 1) {
+            throw VELM_ShutterControlError("Busy.");
+        }
+    };
+    EXPECT_EQ(LinesOfClosing(), std::vector<LogLine>());
+    EXPECT_FALSE(Rig().shutter->opened);
+}
+
+TEST_F(Confirmed, AShutterThatCannotBeClosedOnTheWayOutIsAnErrorInTheDevicesWords)
+{
+    Rig().on_call["shutter.Close"] = [] { throw VELM_ShutterControlError("Jammed at 50%s."); };
+    EXPECT_EQ(LinesOfClosing(),
+              (std::vector<LogLine>{test::Error("The shutter could not be closed; close it by hand. "
+                                                "The shutter failed: Jammed at 50%s.")}));
+    EXPECT_EQ(Count("shutter.Close"), 2);
+}
+
+TEST_F(Confirmed, AShutterThatStaysOpenOnTheWayOutIsAnError)
+{
+    Rig().on_call["shutter.IsMoving"] = [] { Rig().shutter->opened = true; };
+    EXPECT_EQ(LinesOfClosing(),
+              (std::vector<LogLine>{test::Error("The shutter could not be closed; close it by hand. "
+                                                "The shutter did not confirm in time: it is open.")}));
+    EXPECT_EQ(Count("shutter.Close"), 2);
+}
+
+TEST_F(Confirmed, AShutterWhoseDriverThrowsSomethingUnknownOnTheWayOutIsAnErrorToo)
+{
+    Rig().on_call["shutter.Close"] = [] { throw 7; };
+    EXPECT_EQ(LinesOfClosing(),
+              (std::vector<LogLine>{test::Error("The shutter could not be closed; close it by hand.")}));
+}
+
+TEST_F(Confirmed, AZDriveThatCannotBeBroughtBackIsAWarningInTheDevicesWords)
+{
+    Rig().on_call["zdrive.Move"] = [] { throw VELM_ZDriveControlError("Stuck at 50%s."); };
+    EXPECT_EQ(LinesOfWithdrawing(),
+              (std::vector<LogLine>{test::Warning("The Z drive could not be brought back. "
+                                                  "The Z drive failed: Stuck at 50%s.")}));
+    EXPECT_EQ(Count("zdrive.Move"), 2);
+    EXPECT_FALSE(Rig().shutter->opened);
+}
+
+TEST_F(Confirmed, AZDriveWhoseDriverThrowsSomethingUnknownIsAWarningToo)
+{
+    Rig().on_call["zdrive.Move"] = [] { throw 7; };
+    EXPECT_EQ(LinesOfWithdrawing(),
+              (std::vector<LogLine>{test::Warning("The Z drive could not be brought back.")}));
+}
+
+TEST_F(Confirmed, AfterAFailedShutterTheZDriveIsBroughtBackAllTheSame)
+{
+    Rig().on_call["shutter.Close"] = [] { throw VELM_ShutterControlError("Jammed."); };
+    EXPECT_EQ(LinesOfWithdrawing(),
+              (std::vector<LogLine>{test::Error("The shutter could not be closed; close it by hand. "
+                                                "The shutter failed: Jammed.")}));
+    EXPECT_EQ(Rig().zdrive->pos, 150);
+}
+
+TEST_F(Confirmed, NobodyWaitsForTheZDriveOnTheWayOutOfAnInterruption)
+{
+    Interruption const interruption;
+    std::raise(SIGINT);
+    Rig().moving_polls = 1;
+    EXPECT_EQ(LinesOfWithdrawing(), std::vector<LogLine>());
+    EXPECT_FALSE(Rig().shutter->opened);
+    EXPECT_EQ(Count("zdrive.Move"), 1);
+    EXPECT_EQ(Count("zdrive.IsMoving"), 1) << "asked, but not awaited";
 }
 
 } // namespace velm::acquisition
