@@ -4,8 +4,11 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
+#include <fcntl.h>
 #include <unistd.h>
 #include <utility>
+#include <wx/log.h>
 
 namespace velm::acquisition {
 
@@ -31,7 +34,11 @@ std::string DescribeLastSeen(VELM_LastSeen const & seen)
     return text + ", the Z drive at " + microns + " microns.";
 }
 
-Watchdog::Watchdog(VELM_BaseControl const & base) : _seen(base.GetLastSeen()), _thread([this] { Watch(); }) {}
+Watchdog::Watchdog(VELM_BaseControl const & base, wxString const & log_file)
+    : _seen(base.GetLastSeen()), _log_file(open(log_file.fn_str(), O_WRONLY | O_APPEND | O_CLOEXEC)),
+      _thread([this] { Watch(); })
+{
+}
 
 Watchdog::~Watchdog()
 {
@@ -41,6 +48,9 @@ Watchdog::~Watchdog()
     }
     _changed.notify_one();
     _thread.join();
+    if (_log_file >= 0) {
+        close(_log_file);
+    }
 }
 
 void Watchdog::Watch()
@@ -56,17 +66,23 @@ void Watchdog::Watch()
     }
 }
 
-// Past the log, whose lines of other threads wait for the one that hangs.
 void Watchdog::GiveUp() const
 {
     char seconds[32];
     std::snprintf(seconds, sizeof seconds, "%g", static_cast<double>(_limit.count()) / 1000.0);
-    std::fprintf(stderr,
-                 "%sError: %s hangs: it is not done after %s seconds (exposures begun: %lu). %s "
-                 "The run ends here; every FOV finished so far is whole on disk.%s\n",
-                 isatty(STDOUT_FILENO) != 0 ? "\n" : "", _doing.c_str(), seconds,
-                 _seen->exposures - _exposures, DescribeLastSeen(*_seen).c_str(),
-                 _seen->shutter == VELM_LastSeen::Shutter::CLOSED ? "" : " Close the shutter by hand.");
+    std::string line = "Error: " + _doing + " hangs: it is not done after " + seconds +
+                       " seconds (exposures begun: " + std::to_string(_seen->exposures - _exposures) + "). " +
+                       DescribeLastSeen(*_seen) +
+                       " The run ends here; every FOV finished so far is whole on disk.";
+    if (_seen->shutter != VELM_LastSeen::Shutter::CLOSED) {
+        line += " Close the shutter by hand.";
+    }
+    std::fprintf(stderr, "%s%s\n", isatty(STDOUT_FILENO) != 0 ? "\n" : "", line.c_str());
+    if (_log_file >= 0) {
+        wxString time;
+        wxLog::TimeStamp(&time, std::time(nullptr));
+        dprintf(_log_file, "%s%s\n", static_cast<char const *>(time.utf8_str()), line.c_str());
+    }
     _exit(EXIT_FAILURE);
 }
 

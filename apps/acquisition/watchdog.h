@@ -7,6 +7,7 @@
 #include <mutex>
 #include <string>
 #include <thread>
+#include <wx/string.h>
 
 namespace velm {
 class VELM_BaseControl;
@@ -20,7 +21,10 @@ namespace velm::acquisition {
 // is on disk by then stays as it is.
 class Watchdog {
   public:
-    explicit Watchdog(VELM_BaseControl const & base);
+    // log_file: where the watchdog's line goes beside standard error. Opened at once and written to past the
+    // process's log, whose lines of other threads wait for the one that hangs. When it can't be opened the
+    // line goes to standard error alone.
+    Watchdog(VELM_BaseControl const & base, wxString const & log_file);
     ~Watchdog();
     Watchdog(Watchdog const &) = delete;
     Watchdog & operator=(Watchdog const &) = delete;
@@ -45,6 +49,7 @@ class Watchdog {
     [[noreturn]] void GiveUp() const;
 
     std::shared_ptr<VELM_LastSeen const> _seen;
+    int _log_file; // -1 for none
     std::mutex _mutex;
     std::condition_variable _changed;
     bool _ends = false;

@@ -172,7 +172,7 @@ void Scan(Options const & options, Program & program)
     VELM_BaseControl & base = installation.GetBase();
     Deadlines const deadlines = ReadDeadlines(installation.GetHardwareIni());
     ConfirmedDevices devices(base, deadlines);
-    Watchdog watchdog(base);
+    Watchdog watchdog(base, depository.GetLogFileName());
     devices.CloseShutter(); // also where the run goes no further
     ScanPlan const plan = Prepare(options, installation, devices, depository);
     long const fovs = depository.GetCoordListRef().GetCount();

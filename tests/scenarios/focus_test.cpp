@@ -41,6 +41,16 @@ class FocusTest : public testing::Test {
     // How the simulated machine stood when it was switched off.
     std::string State() const { return ReadFile(_rig.Depository("state.txt")); }
 
+    // The last line of the depository's log, without its time.
+    std::string LastLogged() const
+    {
+        std::string const log = ReadFile(_rig.Depository() + "/log.txt");
+        std::size_t const begin = log.rfind('\n', log.size() - 2) + 1;
+        std::string const time = "2026-11-21 23:59:59: ";
+        EXPECT_THAT(log.substr(begin, time.size()), testing::MatchesRegex("[-0-9]{10} [:0-9]{8}: "));
+        return log.substr(begin + time.size());
+    }
+
     VELM_Depository & Open()
     {
         _db = std::make_unique<VELM_Database>(_rig.Optics());
@@ -136,14 +146,29 @@ TEST_F(FocusTest, ThatTheCameraHangsInIsEndedByTheWatchdog)
     _rig.Set("Fault1", "Camera.StartFrameCapture hang from 1");
     RunResult const run = Scan({"--autofocus", "1"});
     EXPECT_EQ(run.status, 1);
-    EXPECT_EQ(
-        run.errors,
-        "Error: Focusing on channel 'DAPI' at coordinate 1 hangs: it is not done after 0.3 seconds "
-        "(exposures "
-        "begun: 1). The shutter was last seen open, the Z drive at 498.0 microns. The run ends here; every "
-        "FOV finished so far is whole on disk. Close the shutter by hand.\n");
+    EXPECT_EQ(run.errors,
+              "Error: Focusing on channel 'DAPI' at coordinate 1 hangs: it is not done after 0.3 seconds "
+              "(exposures begun: 1). The shutter was last seen open, the Z drive at 498.0 microns. The run "
+              "ends here; "
+              "every FOV finished so far is whole on disk. Close the shutter by hand.\n");
+    EXPECT_EQ(LastLogged(), run.errors);
     EXPECT_EQ(Open().FOV_GetCount(), 1U);
     EXPECT_EQ(LoadFov(1).GetNumChannels(), 1U);
+}
+
+TEST_F(FocusTest, IsEndedByTheWatchdogWhereNoLogCanBeWrittenToo)
+{
+    ASSERT_EQ(Scan({"--grid", "1x1"}).status, 0);
+    wxString const log = _rig.Depository() + "/log.txt";
+    ASSERT_TRUE(wxRemoveFile(log) && wxMkdir(log));
+    _rig.Set("Deadlines", "AutoFocus", "300");
+    _rig.Set("Fault1", "Camera.StartFrameCapture hang from 1");
+    RunResult const run = Scan({"--autofocus", "1"});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_THAT(run.errors, testing::StartsWith("Warning: velm::Log::AddFileTarget: Log file '"));
+    EXPECT_THAT(run.errors,
+                testing::HasSubstr("'Default' log targets instead.\nError: Focusing on channel 'DAPI' "
+                                   "at coordinate 1 hangs: it is not done after 0.3 seconds "));
 }
 
 TEST_F(FocusTest, OnALightThatNeverSettlesIsEndedByTheWatchdog)
