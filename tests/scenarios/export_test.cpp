@@ -3,7 +3,6 @@
 #include "scenarios/scan_rig.h"
 #include "support/python.h"
 #include "support/voxels.h"
-#include "velm_db.h"
 #include "velm_depository.h"
 
 #include <csignal>
@@ -65,9 +64,7 @@ TEST_F(ExportTest, AScannedFovOpensInAnotherProgramWithAllThatIsKnown)
     EXPECT_EQ(run.output, "FOV 2 exported\n");
     EXPECT_EQ(run.errors, "");
 
-    VELM_Database db(_rig.Optics());
-    VELM_Depository depository(_rig.Depository(), &db);
-    ASSERT_TRUE(depository.Open());
+    VELM_Depository & depository = _rig.Open();
     std::string voxels;
     for (long const channel : {1L, 3L}) {
         vexa::Image3d<unsigned short> stack;

@@ -3,7 +3,6 @@
 // more helps, it ends as an undisturbed run does.
 
 #include "scenarios/scan_rig.h"
-#include "velm_db.h"
 #include "velm_depository.h"
 
 #include <algorithm>
@@ -85,7 +84,7 @@ std::string CaseName(testing::TestParamInfo<Case> const & info)
 class FaultTest : public testing::TestWithParam<Case> {
   protected:
     // The undisturbed run, made once.
-    static ScanRig const & Reference()
+    static ScanRig & Reference()
     {
         static std::unique_ptr<ScanRig> rig;
         if (!rig) {
@@ -104,11 +103,8 @@ class FaultTest : public testing::TestWithParam<Case> {
     // Every image of the faulty run's finished FOVs is that of the undisturbed run.
     void ExpectNoFrameIsMislabelled(RunResult const & run)
     {
-        VELM_Database db(_rig.Optics());
-        VELM_Depository faulty(_rig.Depository(), &db);
-        VELM_Depository whole(Reference().Depository(), &db);
-        ASSERT_TRUE(faulty.Open());
-        ASSERT_TRUE(whole.Open());
+        VELM_Depository & faulty = _rig.Open();
+        VELM_Depository & whole = Reference().Open();
         EXPECT_EQ(faulty.FOV_GetCount(), SavedIds(run.output).size()) << "no FOV is half-registered";
         for (long const id : SavedIds(run.output)) {
             VELM_FOV fov;

@@ -2,12 +2,11 @@
 
 #include "drivers/base/camera_setting.h"
 #include "scenarios/scan_rig.h"
-#include "velm_db.h"
 #include "velm_depository.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <memory>
+#include <utility>
 #include <wx/filefn.h>
 
 namespace velm::test {
@@ -51,26 +50,14 @@ class FocusTest : public testing::Test {
         return log.substr(begin + time.size());
     }
 
-    VELM_Depository & Open()
-    {
-        _db = std::make_unique<VELM_Database>(_rig.Optics());
-        _depository = std::make_unique<VELM_Depository>(_rig.Depository(), _db.get());
-        EXPECT_TRUE(_depository->Open());
-        return *_depository;
-    }
-
     VELM_FOV LoadFov(long id)
     {
         VELM_FOV fov;
-        EXPECT_TRUE(Open().FOV_Load(id, fov));
+        EXPECT_TRUE(_rig.Open().FOV_Load(id, fov));
         return fov;
     }
 
     ScanRig _rig;
-
-  private:
-    std::unique_ptr<VELM_Database> _db;
-    std::unique_ptr<VELM_Depository> _depository;
 };
 
 } // namespace
@@ -83,7 +70,7 @@ TEST_F(FocusTest, EveryPlaceIsRecordedWithTheFocusThatWasFoundThere)
     for (long const id : {1L, 2L}) {
         EXPECT_NEAR(static_cast<double>(LoadFov(id).GetCoord().GetZDrivePosition()), 5000.0, 5.0);
     }
-    EXPECT_EQ(Open().GetCoordListRef()[0].GetZDrivePosition(), 4980) << "a plan stays as it was made";
+    EXPECT_EQ(_rig.Open().GetCoordListRef()[0].GetZDrivePosition(), 4980) << "a plan stays as it was made";
 }
 
 TEST_F(FocusTest, SettingsOfTheChannelsAreNotThoseOfTheSearch)
@@ -106,13 +93,13 @@ TEST_F(FocusTest, OnABlankFieldLeavesThePlaceOutWithTheShutterClosedAndTheDriveW
               "Error: 1 of 1 places were left out, since their focus was not found.\n");
     EXPECT_THAT(State(), testing::HasSubstr("Shutter=closed"));
     EXPECT_THAT(State(), testing::HasSubstr("Z=4980"));
-    EXPECT_EQ(Open().FOV_GetCount(), 0U);
+    EXPECT_EQ(_rig.Open().FOV_GetCount(), 0U);
 }
 
 TEST_F(FocusTest, BeyondTheDrivesRangeLeavesThePlaceOutAndTheOthersFollow)
 {
     _rig.Set("ZUpper", "5080");
-    VELM_Depository & depository = Open();
+    VELM_Depository & depository = _rig.Open();
     for (long const z : {5075L, 4980L}) {
         VELM_Coord coord(-1, 0, 0, z, -1, -1, -1, -1);
         depository.GetCoordListRef().Add(coord);
@@ -152,7 +139,7 @@ TEST_F(FocusTest, ThatTheCameraHangsInIsEndedByTheWatchdog)
               "ends here; "
               "every FOV finished so far is whole on disk. Close the shutter by hand.\n");
     EXPECT_EQ(LastLogged(), run.errors);
-    EXPECT_EQ(Open().FOV_GetCount(), 1U);
+    EXPECT_EQ(_rig.Open().FOV_GetCount(), 1U);
     EXPECT_EQ(LoadFov(1).GetNumChannels(), 1U);
 }
 
@@ -213,7 +200,7 @@ TEST_F(FocusTest, CalibrationImagesAreCapturedOnceAndCorrectWhatIsShown)
          {std::vector<std::string>{}, std::vector<std::string>{"--calibrate", "3,median"}}) {
         RunResult const again = Scan(more);
         EXPECT_EQ(again.status, 0) << again.errors;
-        EXPECT_EQ(Open().CI_FindMaxId(), 1) << "the image that is there is used";
+        EXPECT_EQ(_rig.Open().CI_FindMaxId(), 1) << "the image that is there is used";
     }
     EXPECT_THAT(State(), testing::HasSubstr("Shutter=closed"));
 }
@@ -238,7 +225,7 @@ TEST_F(FocusTest, CalibratingWhatIsNotCorrectedIsToldAndDoesNothing)
     EXPECT_EQ(
         run.errors,
         "Warning: No channel of this scan is corrected by a calibration image; --calibrate does nothing.\n");
-    EXPECT_EQ(Open().CI_FindMaxId(), 0);
+    EXPECT_EQ(_rig.Open().CI_FindMaxId(), 0);
 }
 
 TEST_F(FocusTest, ACalibrationThatFailsEndsTheRunWithTheDriveWhereItWas)

@@ -2,11 +2,11 @@
 
 #include "scenarios/scan_rig.h"
 #include "support/log_recorder.h"
-#include "velm_db.h"
 #include "velm_depository.h"
 #include "velm_paths.h"
 
 #include <algorithm>
+#include <chrono>
 #include <csignal>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -48,16 +48,14 @@ void ExpectSameImages(VELM_Depository & killed, VELM_Depository & undisturbed, l
 
 TEST(Kill, EveryFovReportedAsSavedSurvivesAKillAtAnyMoment)
 {
-    ScanRig const rig;
+    ScanRig rig;
     auto const start = std::chrono::steady_clock::now();
     RunResult const undisturbed = rig.Scan("whole", plan);
     auto const duration =
         std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::steady_clock::now() - start);
     ASSERT_EQ(undisturbed.status, 0) << undisturbed.errors;
     ASSERT_EQ(SavedIds(undisturbed.output).size(), 6u);
-    VELM_Database db(rig.Optics());
-    VELM_Depository whole(rig.Depository("whole"), &db);
-    ASSERT_TRUE(whole.Open());
+    VELM_Depository & whole = rig.Open("whole");
 
     std::mt19937 random(20261121);
     std::uniform_int_distribution<long> moment(0, duration.count());
@@ -73,8 +71,8 @@ TEST(Kill, EveryFovReportedAsSavedSurvivesAKillAtAnyMoment)
         in_the_middle += !saved.empty() && saved.size() < 6 ? 1 : 0;
 
         LogRecorder const quiet; // a depository may lack the lists that were not written yet
-        VELM_Depository killed(rig.Depository(name), &db);
-        ASSERT_TRUE(killed.Open()) << "kill " << i;
+        SCOPED_TRACE("kill " + std::to_string(i));
+        VELM_Depository & killed = rig.Open(name);
         for (long const id : saved) {
             ExpectSameImages(killed, whole, id);
         }

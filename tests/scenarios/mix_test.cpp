@@ -2,7 +2,6 @@
 
 #include "scenarios/scan_rig.h"
 #include "support/voxels.h"
-#include "velm_db.h"
 #include "velm_depository.h"
 
 #include <filesystem>
@@ -34,9 +33,9 @@ class MixTest : public testing::Test {
     {
         RunResult const run = _rig.Scan("dep", {"--grid", "1x1", "--slices", "3", "--channels", "1,3"});
         EXPECT_EQ(run.status, 0) << run.errors;
-        EXPECT_TRUE(_depository.Open());
-        EXPECT_TRUE(_depository.FOV_LoadImage(1, 1, _first, nullptr));
-        EXPECT_TRUE(_depository.FOV_LoadImage(1, 3, _third, nullptr));
+        VELM_Depository & depository = _rig.Open();
+        EXPECT_TRUE(depository.FOV_LoadImage(1, 1, _first, nullptr));
+        EXPECT_TRUE(depository.FOV_LoadImage(1, 3, _third, nullptr));
         EXPECT_EQ(_first.size, (vexa::Vector3d<unsigned int>(width, height, 3)));
         wxImage::AddHandler(new wxPNGHandler);
     }
@@ -77,15 +76,14 @@ class MixTest : public testing::Test {
     // Changes a channel's corrections in the record.
     void Correct(long channel, std::function<void(VELM_CorrectionSettings &)> const & change)
     {
+        VELM_Depository & depository = _rig.Open();
         VELM_FOV fov;
-        ASSERT_TRUE(_depository.FOV_Load(1, fov));
+        ASSERT_TRUE(depository.FOV_Load(1, fov));
         change(fov.GetCorrSettingsById(channel));
-        ASSERT_TRUE(_depository.FOV_Save(fov));
+        ASSERT_TRUE(depository.FOV_Save(fov));
     }
 
     ScanRig _rig;
-    VELM_Database _db{_rig.Optics()};
-    VELM_Depository _depository{_rig.Depository(), &_db};
     Stack _first; // of channel 1
     Stack _third; // of channel 3
 };

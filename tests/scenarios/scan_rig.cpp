@@ -1,6 +1,8 @@
 #include "scenarios/scan_rig.h"
 
 #include "support/log_recorder.h"
+#include "velm_db.h"
+#include "velm_depository.h"
 #include "velm_driver_manager.h"
 
 #include <csignal>
@@ -155,7 +157,10 @@ ScanRig::ScanRig()
     for (char const * const device : {"Stage", "ZDrive", "Filter", "Shutter", "Camera"}) {
         Set("Deadlines", device, "200");
     }
+    _db = std::make_unique<VELM_Database>(_directory / "rig/optics");
 }
+
+ScanRig::~ScanRig() = default;
 
 void ScanRig::Set(std::string const & key, std::string const & value)
 {
@@ -175,9 +180,12 @@ wxString ScanRig::Depository(std::string const & name) const
     return _directory / name;
 }
 
-wxString ScanRig::Optics() const
+VELM_Depository & ScanRig::Open(std::string const & name)
 {
-    return _directory / "rig/optics";
+    auto & opened = _opened[name];
+    opened = std::make_unique<VELM_Depository>(Depository(name), _db.get());
+    EXPECT_TRUE(opened->Open());
+    return *opened;
 }
 
 wxString ScanRig::Ini() const

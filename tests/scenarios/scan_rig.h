@@ -3,11 +3,16 @@
 
 #include "support/temp_directory.h"
 
-#include <chrono>
+#include <map>
+#include <memory>
 #include <string>
 #include <sys/types.h>
-#include <utility>
 #include <vector>
+
+namespace velm {
+class VELM_Database;
+class VELM_Depository;
+} // namespace velm
 
 namespace velm::test {
 
@@ -60,6 +65,9 @@ class ScanProcess {
 class ScanRig {
   public:
     ScanRig();
+    ~ScanRig();
+    ScanRig(ScanRig const &) = delete;
+    ScanRig & operator=(ScanRig const &) = delete;
 
     // An entry of the driver's section of the hardware ini.
     void Set(std::string const & key, std::string const & value);
@@ -69,7 +77,10 @@ class ScanRig {
 
     // The place that a depository of the name has.
     wxString Depository(std::string const & name = "dep") const;
-    wxString Optics() const;
+
+    // The depository of that place, read afresh. Owned by the rig until it is opened again.
+    VELM_Depository & Open(std::string const & name = "dep");
+
     wxString Ini() const;
 
     // The arguments of a scan into that place, with more of them behind.
@@ -80,6 +91,8 @@ class ScanRig {
 
   private:
     TempDirectory _directory;
+    std::unique_ptr<VELM_Database> _db;
+    std::map<std::string, std::unique_ptr<VELM_Depository>> _opened; // by name
 };
 
 // The ids in the lines "FOV n saved" of a run's output.

@@ -3,7 +3,6 @@
 #include "drivers/base/camera_setting.h"
 #include "scenarios/scan_rig.h"
 #include "support/log_recorder.h"
-#include "velm_db.h"
 #include "velm_depository.h"
 #include "velm_paths.h"
 #include "vexaalgo/projection.h"
@@ -23,30 +22,17 @@ namespace {
 
 class ScanTest : public testing::Test {
   protected:
-    // The depository of a finished run.
-    VELM_Depository & Open(std::string const & name = "dep")
-    {
-        _db = std::make_unique<VELM_Database>(_rig.Optics());
-        _depository = std::make_unique<VELM_Depository>(_rig.Depository(name), _db.get());
-        EXPECT_TRUE(_depository->Open());
-        return *_depository;
-    }
-
     // The voxels that a run leaves of channel 1 at its first place.
     std::vector<unsigned short> FirstStack(std::string const & name, std::vector<std::string> const & plan)
     {
         RunResult const run = _rig.Scan(name, plan);
         EXPECT_EQ(run.status, 0) << run.errors;
         vexa::Image3d<unsigned short> stack;
-        EXPECT_TRUE(Open(name).FOV_LoadImage(1, 1, stack, nullptr));
+        EXPECT_TRUE(_rig.Open(name).FOV_LoadImage(1, 1, stack, nullptr));
         return {stack.begin(), stack.end()};
     }
 
     ScanRig _rig;
-
-  private:
-    std::unique_ptr<VELM_Database> _db;
-    std::unique_ptr<VELM_Depository> _depository;
 };
 
 } // namespace
@@ -60,7 +46,7 @@ TEST_F(ScanTest, AGridIsScannedAndEveryRecordLoadsBack)
     EXPECT_EQ(run.errors, "");
 
     LogRecorder log;
-    VELM_Depository & depository = Open();
+    VELM_Depository & depository = _rig.Open();
     ASSERT_EQ(depository.FOV_GetCount(), 6u);
     ASSERT_EQ(depository.GetCoordListRef().GetCount(), 6u);
     for (long id = 1; id <= 6; ++id) {
@@ -121,7 +107,7 @@ TEST_F(ScanTest, EveryVoxelIsWhatTheCameraDelivered)
     _rig.Set("FrameDir", std::string(frames.utf8_str()));
     RunResult const run = _rig.Scan("dep", {"--grid", "2x1", "--slices", "3", "--channels", "1,2"});
     ASSERT_EQ(run.status, 0) << run.errors;
-    VELM_Depository & depository = Open();
+    VELM_Depository & depository = _rig.Open();
     unsigned int frame = 0;
     for (long id = 1; id <= 2; ++id) {
         for (long const channel : {1L, 2L}) {
@@ -191,7 +177,7 @@ TEST_F(ScanTest, ARefusedScanChangesNothing)
     RunResult const no_channel = _rig.Scan("dep", {"--grid", "1x1", "--slices", "1", "--channels", "77"});
     EXPECT_EQ(no_channel.status, 1);
     EXPECT_EQ(ReadFile(_rig.Depository() + "/coordinates.txt"), coordinates);
-    EXPECT_EQ(Open().FOV_GetCount(), 2u);
+    EXPECT_EQ(_rig.Open().FOV_GetCount(), 2u);
 }
 
 TEST_F(ScanTest, ACoordinateOrChannelThatLeavesNothingOfTheSensorIsToldBeforeTheFirstFrame)
@@ -199,7 +185,7 @@ TEST_F(ScanTest, ACoordinateOrChannelThatLeavesNothingOfTheSensorIsToldBeforeThe
     std::vector<std::string> const plan{"--slices", "1", "--channels", "1"};
     ASSERT_EQ(_rig.Scan("dep", {"--grid", "2x1", "--slices", "1", "--channels", "1"}).status, 0);
     {
-        VELM_Depository & depository = Open();
+        VELM_Depository & depository = _rig.Open();
         depository.GetCoordListRef().GetById(2).SetCameraRegion(50, 50, 20, 20);
         ASSERT_TRUE(depository.SaveCoords());
     }
@@ -208,7 +194,7 @@ TEST_F(ScanTest, ACoordinateOrChannelThatLeavesNothingOfTheSensorIsToldBeforeThe
     EXPECT_EQ(reversed.output, "");
     EXPECT_EQ(reversed.errors, "Error: The camera region of coordinate 2 ends before it begins.\n");
     {
-        VELM_Depository & depository = Open();
+        VELM_Depository & depository = _rig.Open();
         depository.GetCoordListRef().GetById(2).SetCameraRegion(20, 20, 50, 50);
         depository.GetChannelListRef().GetById(1).GetCameraSetting()->SetBinning(500, 1);
         ASSERT_TRUE(depository.SaveCoords() && depository.SaveChannels(nullptr));
@@ -249,7 +235,7 @@ TEST_F(ScanTest, AScanGoesOnWhenNobodyReadsItsProgressAnyMore)
     process.StopReading();
     RunResult const run = process.Finish();
     EXPECT_EQ(run.status, 0) << run.errors;
-    EXPECT_EQ(Open().FOV_GetCount(), 6u);
+    EXPECT_EQ(_rig.Open().FOV_GetCount(), 6u);
 }
 
 TEST_F(ScanTest, ASecondRunIntoTheSameDepositoryIsRefused)
@@ -276,7 +262,7 @@ TEST_F(ScanTest, AFullDiskEndsTheRunWithAClearErrorAndNoHalfFov)
     EXPECT_EQ(full.status, 1);
     EXPECT_THAT(full.errors,
                 testing::HasSubstr("Error: The images of channel 1 of FOV 2 could not be stored.\n"));
-    VELM_Depository & depository = Open();
+    VELM_Depository & depository = _rig.Open();
     EXPECT_EQ(depository.FOV_GetCount(), 1u);
     VELM_FOV fov;
     EXPECT_TRUE(depository.FOV_Load(1, fov));
@@ -288,7 +274,7 @@ TEST_F(ScanTest, AFovWithoutItsThumbnailIsNotWhole)
     std::vector<std::string> const plan{"--slices", "1", "--channels", "1"};
     ASSERT_EQ(_rig.Scan("dep", {"--grid", "1x1", "--slices", "1", "--channels", "1"}).status, 0);
     // With few large pixels the thumbnail, which has its own size, is the largest file.
-    VELM_Depository & depository = Open();
+    VELM_Depository & depository = _rig.Open();
     depository.GetChannelListRef().GetById(1).GetCameraSetting()->SetBinning(16, 16);
     ASSERT_TRUE(depository.SaveChannels(nullptr));
     RunResult const full = ScanProcess(_rig.Arguments("dep", plan), {1700}).Finish();
@@ -334,7 +320,7 @@ TEST_P(SignalTest, AnInterruptedScanClosesTheShutterAndKeepsEveryFinishedFovAndN
     EXPECT_EQ(run.status, 130);
     EXPECT_EQ(run.errors, "Warning: Interrupted; every FOV finished so far is whole on disk.\n");
     EXPECT_THAT(ReadFile(state), testing::HasSubstr("Shutter=closed"));
-    VELM_Depository & depository = Open();
+    VELM_Depository & depository = _rig.Open();
     std::vector<long> const saved = SavedIds(run.output);
     EXPECT_EQ(depository.FOV_GetCount(), saved.size()) << "no FOV is half-registered";
     for (long const id : saved) {
