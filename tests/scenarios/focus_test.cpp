@@ -40,6 +40,24 @@ class FocusTest : public testing::Test {
     // How the simulated machine stood when it was switched off.
     std::string State() const { return ReadFile(_rig.Depository("state.txt")); }
 
+    void ExpectShutterClosedAndDriveWhereItWas() const
+    {
+        EXPECT_THAT(State(), testing::HasSubstr("Shutter=closed\n"));
+        EXPECT_THAT(State(), testing::HasSubstr("Z=4980\n"));
+    }
+
+    // The camera delivers frames before the n-th, which fails.
+    void ExpectFailureAtFrame(int n, std::vector<std::string> const & more, std::string const & doing)
+    {
+        std::string const fault = "Camera.StartFrameCapture";
+        _rig.Set("Fault1", fault + " throw from " + std::to_string(n));
+        RunResult const run = Scan(more);
+        EXPECT_EQ(run.status, 1);
+        EXPECT_EQ(run.errors, "Error: " + doing + " failed: Simulated fault in " + fault + ", call " +
+                                  std::to_string(n) + "\n");
+        ExpectShutterClosedAndDriveWhereItWas();
+    }
+
     // The last line of the depository's log, without its time.
     std::string LastLogged() const
     {
@@ -91,8 +109,7 @@ TEST_F(FocusTest, OnABlankFieldLeavesThePlaceOutWithTheShutterClosedAndTheDriveW
               "Error: Focusing on channel 'DAPI' at coordinate 1 failed: there is nothing to be seen. The "
               "place is left out.\n"
               "Error: 1 of 1 places were left out, since their focus was not found.\n");
-    EXPECT_THAT(State(), testing::HasSubstr("Shutter=closed"));
-    EXPECT_THAT(State(), testing::HasSubstr("Z=4980"));
+    ExpectShutterClosedAndDriveWhereItWas();
     EXPECT_EQ(_rig.Open().FOV_GetCount(), 0U);
 }
 
@@ -117,13 +134,8 @@ TEST_F(FocusTest, BeyondTheDrivesRangeLeavesThePlaceOutAndTheOthersFollow)
 
 TEST_F(FocusTest, ThatADriverFailsInEndsTheRunWithTheShutterClosedAndTheDriveWhereItWas)
 {
-    _rig.Set("Fault1", "Camera.StartFrameCapture throw from 5");
-    RunResult const run = Scan({"--grid", "1x1", "--autofocus", "1"});
-    EXPECT_EQ(run.status, 1);
-    EXPECT_THAT(run.errors,
-                testing::StartsWith("Error: Focusing on channel 'DAPI' at coordinate 1 failed: "));
-    EXPECT_THAT(State(), testing::HasSubstr("Shutter=closed"));
-    EXPECT_THAT(State(), testing::HasSubstr("Z=4980"));
+    ExpectFailureAtFrame(5, {"--grid", "1x1", "--autofocus", "1"},
+                         "Focusing on channel 'DAPI' at coordinate 1");
 }
 
 TEST_F(FocusTest, ThatTheCameraHangsInIsEndedByTheWatchdog)
@@ -228,15 +240,10 @@ TEST_F(FocusTest, CalibratingWhatIsNotCorrectedIsToldAndDoesNothing)
     EXPECT_EQ(_rig.Open().CI_FindMaxId(), 0);
 }
 
-TEST_F(FocusTest, ACalibrationThatFailsEndsTheRunWithTheDriveWhereItWas)
+TEST_F(FocusTest, ACalibrationThatFailsEndsTheRunWithTheShutterClosedAndTheDriveWhereItWas)
 {
-    _rig.Set("Fault1", "Camera.StartFrameCapture throw from 2");
-    RunResult const run = Scan({"--grid", "1x1", "--calibrate", "3,mean"});
-    EXPECT_EQ(run.status, 1);
-    EXPECT_THAT(run.errors,
-                testing::StartsWith("Error: Taking the calibration image of channel 'DAPI' failed: "));
-    EXPECT_THAT(State(), testing::HasSubstr("Shutter=closed"));
-    EXPECT_THAT(State(), testing::HasSubstr("Z=4980"));
+    ExpectFailureAtFrame(2, {"--grid", "1x1", "--calibrate", "3,mean"},
+                         "Taking the calibration image of channel 'DAPI'");
 }
 
 TEST_F(FocusTest, ACalibrationThatHangsIsEndedByTheWatchdog)
