@@ -108,6 +108,7 @@ velm_test(apps/ome_tiff_test LIBRARIES velm::export)
 velm_test(apps/progress_test LIBRARIES velm_acquisition)
 velm_test(apps/scan_plan_test LIBRARIES velm_acquisition)
 velm_test(apps/watchdog_test LIBRARIES velm_acquisition)
+velm_test(apps/watched_task_test LIBRARIES velm_acquisition velm_test_drivers)
 velm_test(apps/velm_scan_options_test LIBRARIES velm_acquisition SOURCES ${PROJECT_SOURCE_DIR}/apps/velm-scan/options.cpp)
 
 # The tree

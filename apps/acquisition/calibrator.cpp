@@ -38,7 +38,7 @@ std::vector<long> ChannelsWithoutImage(std::vector<long> const & ids, VELM_Depos
 
 Calibrator::Calibrator(VELM_BaseControl & base, VELM_Database const & db, VELM_Depository & depository,
                        ConfirmedDevices & devices, Watchdog & watchdog, std::chrono::milliseconds limit)
-    : _base(base), _db(db), _depository(depository), _devices(devices), _watchdog(watchdog), _limit(limit)
+    : _base(base), _db(db), _depository(depository), _devices(devices), _capture(devices, watchdog, limit)
 {
 }
 
@@ -58,20 +58,12 @@ void Calibrator::Capture(VELM_Channel & channel, CalibrationRequest const & requ
 {
     std::string const doing =
         "Taking the calibration image of channel '" + std::string(channel.GetName().utf8_str()) + "'";
-    long const z = _devices.ReadPlace().GetZDrivePosition();
     channel.TakeCalibImage(new VELM_Calibration_Image); // whatever there was can't be used
-    try {
+    _capture.Do(doing, [&] {
         _devices.SetFilters(channel, _db);
-        Watchdog::Section const section(_watchdog, doing, _limit);
         _base.Calibrate(channel, &_depository, request.frames, request.method);
         _devices.CloseShutter();
-    } catch (VELM_Error const & error) {
-        _devices.Withdraw(z);
-        throw DeviceFailure(doing + " failed: " + error.what());
-    } catch (...) {
-        _devices.Withdraw(z);
-        throw;
-    }
+    });
 }
 
 void Calibrator::Store(std::vector<long> const & ids)

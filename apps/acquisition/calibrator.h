@@ -2,7 +2,7 @@
 #define ACQUISITION_CALIBRATOR_H
 
 #include "acquisition/confirmed_devices.h"
-#include "acquisition/watchdog.h"
+#include "acquisition/watched_task.h"
 #include "velm_calib_img.h"
 
 #include <chrono>
@@ -43,8 +43,7 @@ class Calibrator {
     VELM_Database const & _db;
     VELM_Depository & _depository;
     ConfirmedDevices & _devices;
-    Watchdog & _watchdog;
-    std::chrono::milliseconds _limit;
+    WatchedTask _capture;
 };
 
 } // namespace velm::acquisition

@@ -58,35 +58,29 @@ double Distance(std::vector<double> const & a, std::vector<double> const & b)
 
 Focuser::Focuser(VELM_BaseControl & base, VELM_Database const & db, ConfirmedDevices & devices,
                  Watchdog & watchdog, VELM_Channel const & channel, std::chrono::milliseconds limit)
-    : _base(base), _db(db), _devices(devices), _watchdog(watchdog), _channel(channel), _limit(limit)
+    : _base(base), _db(db), _devices(devices), _channel(channel), _search(devices, watchdog, limit)
 {
 }
 
 long Focuser::FindFocus(std::string const & place)
 {
-    long const start = _devices.ReadPlace().GetZDrivePosition();
     std::string const doing =
         "Focusing on channel '" + std::string(_channel.GetName().utf8_str()) + "' at " + place;
-    try {
-        Watchdog::Section const section(_watchdog, doing, _limit);
-        return Search();
-    } catch (VELM_ZDriveControlError const & error) {
-        // Most likely the end of its range. A broken drive fails at the next place, too.
-        _devices.Withdraw(start);
-        throw FocusLost(doing + " failed: " + error.what());
-    } catch (FocusLost const & error) {
-        _devices.Withdraw(start);
-        throw FocusLost(doing + " failed: " + error.what());
-    } catch (VELM_Error const & error) {
-        _devices.Withdraw(start);
-        throw DeviceFailure(doing + " failed: " + error.what());
-    } catch (DeviceFailure const & error) {
-        _devices.Withdraw(start);
-        throw DeviceFailure(doing + " failed: " + error.what());
-    } catch (...) {
-        _devices.Withdraw(start);
-        throw;
-    }
+    long z = 0;
+    _search.Do(doing, [&] {
+        auto const lost = [&](std::exception const & error) {
+            return FocusLost(doing + " failed: " + error.what());
+        };
+        try {
+            z = Search();
+        } catch (VELM_ZDriveControlError const & error) {
+            // Most likely the end of its range. A broken drive fails at the next place, too.
+            throw lost(error);
+        } catch (FocusLost const & error) {
+            throw lost(error);
+        }
+    });
+    return z;
 }
 
 long Focuser::Search()

@@ -2,7 +2,7 @@
 #define ACQUISITION_FOCUSER_H
 
 #include "acquisition/confirmed_devices.h"
-#include "acquisition/watchdog.h"
+#include "acquisition/watched_task.h"
 
 #include <chrono>
 #include <stdexcept>
@@ -41,9 +41,8 @@ class Focuser {
     VELM_BaseControl & _base;
     VELM_Database const & _db;
     ConfirmedDevices & _devices;
-    Watchdog & _watchdog;
     VELM_Channel const & _channel;
-    std::chrono::milliseconds _limit;
+    WatchedTask _search;
 };
 
 } // namespace velm::acquisition
