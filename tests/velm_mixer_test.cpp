@@ -461,6 +461,23 @@ TEST(VelmMixer, BitsAreThoseOfTheChannelsCameraSetting)
 
 // --- failures
 
+namespace {
+
+// Channel 2 shows neither alone nor beside channel 1, and each attempt logs the line.
+void ExpectSecondChannelFails(OpenMixer & mixer, LogLine const & line)
+{
+    LogRecorder const log;
+    Image single = Pattern(2, 2, 2);
+    EXPECT_FALSE(mixer.GetChannel(2, nullptr, single, -1));
+    EXPECT_EQ(Voxels(single), Voxels(Pattern(2, 2, 2))) << "left as it was";
+    ColorImage mixed;
+    EXPECT_FALSE(mixer.GetRGB(1, 2, 1, nullptr, mixed, -1));
+    ExpectOneBlackVoxel(mixed);
+    EXPECT_EQ(log.Lines(), (std::vector<LogLine>{line, line}));
+}
+
+} // namespace
+
 TEST(VelmMixer, ChoosingNoChannelsTripsAnAssertion)
 {
     OpenMixer mixer;
@@ -509,15 +526,7 @@ TEST(VelmMixer, AChannelThatWasNotChosenIsNotFound)
     mixer.Add({1}, Pattern(5, 4, 2));
     mixer.Add({2}, Pattern(5, 4, 2));
     ASSERT_TRUE(mixer.SetChannels(Ids({1}), false));
-    LogRecorder const log;
-    Image single = Pattern(2, 2, 2);
-    EXPECT_FALSE(mixer.GetChannel(2, nullptr, single, -1));
-    EXPECT_EQ(Voxels(single), Voxels(Pattern(2, 2, 2)));
-    ColorImage mixed;
-    EXPECT_FALSE(mixer.GetRGB(1, 2, 1, nullptr, mixed, -1));
-    ExpectOneBlackVoxel(mixed);
-    LogLine const expected = Error("VELM_Mixer::GetChannel: Channel id 2 not found");
-    EXPECT_EQ(log.Lines(), (std::vector<LogLine>{expected, expected}));
+    ExpectSecondChannelFails(mixer, Error("VELM_Mixer::GetChannel: Channel id 2 not found"));
 }
 
 TEST(VelmMixer, AnImageThatCannotBeLoadedFailsThePicture)
@@ -527,15 +536,7 @@ TEST(VelmMixer, AnImageThatCannotBeLoadedFailsThePicture)
     mixer.Add({2}, Pattern(5, 4, 2));
     ASSERT_TRUE(mixer.SetAllChannels());
     mixer.images.erase(2);
-    LogRecorder const log;
-    Image single = Pattern(2, 2, 2);
-    EXPECT_FALSE(mixer.GetChannel(2, nullptr, single, -1));
-    EXPECT_EQ(Voxels(single), Voxels(Pattern(2, 2, 2))) << "left as it was";
-    ColorImage mixed;
-    EXPECT_FALSE(mixer.GetRGB(1, 2, 1, nullptr, mixed, -1));
-    ExpectOneBlackVoxel(mixed);
-    LogLine const expected = Error("VELM_Mixer::GetChannel: Channel 2 image loading failed");
-    EXPECT_EQ(log.Lines(), (std::vector<LogLine>{expected, expected}));
+    ExpectSecondChannelFails(mixer, Error("VELM_Mixer::GetChannel: Channel 2 image loading failed"));
 }
 
 TEST(VelmMixer, AnImageSmallerThanItsHeaderSaidFailsThePicture)
