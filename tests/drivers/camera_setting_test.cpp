@@ -1,6 +1,7 @@
 #include "drivers/base/camera_setting.h"
 
 #include "support/assert_recorder.h"
+#include "support/camera_setting_text.h"
 #include "support/config_file.h"
 #include "support/log_recorder.h"
 #include "support/stub_rig.h"
@@ -29,20 +30,7 @@ class PlainSetting : public VELM_CameraSetting {
     wxString extra;
 };
 
-char const * const plain_text = "VERSION=1.6\n"
-                                "DRIVER=CamA\n"
-                                "SBIN=2\n"
-                                "PBIN=3\n"
-                                "CCD_SER_SIZE=1392\n"
-                                "CCD_PAR_SIZE=1040\n"
-                                "S1=10\n"
-                                "S2=20\n"
-                                "P1=30\n"
-                                "P2=40\n"
-                                "EXPOSURE=500\n"
-                                "MAX_BITDEPTH=12\n"
-                                "LAST_BIT=11\n"
-                                "CAM_EXTRA=\n";
+std::string const plain_text = camera_setting_text + "CAM_EXTRA=\n";
 
 PlainSetting ReadFrom(std::string const & text)
 {

@@ -1,5 +1,6 @@
 #include "drivers/base/general_camera_setting.h"
 
+#include "support/camera_setting_text.h"
 #include "support/config_file.h"
 #include "support/log_recorder.h"
 
@@ -12,22 +13,9 @@ VELM_GeneralCameraSetting NewSetting()
     return VELM_GeneralCameraSetting("None", 1, 1, -1, -1, -1, -1, 0, 16, 8, 0, 0);
 }
 
-std::string const with_extras = "VERSION=1.6\n"
-                                "DRIVER=CamA\n"
-                                "SBIN=2\n"
-                                "PBIN=3\n"
-                                "CCD_SER_SIZE=1392\n"
-                                "CCD_PAR_SIZE=1040\n"
-                                "S1=10\n"
-                                "S2=20\n"
-                                "P1=30\n"
-                                "P2=40\n"
-                                "EXPOSURE=500\n"
-                                "MAX_BITDEPTH=12\n"
-                                "LAST_BIT=11\n"
-                                "CAM_EXTRA=GAIN|Gain|dB|MODE|Read-out mode||\n"
-                                "GAIN=1.50\n"
-                                "MODE=fast $HOME\n";
+std::string const with_extras = camera_setting_text + "CAM_EXTRA=GAIN|Gain|dB|MODE|Read-out mode||\n"
+                                                      "GAIN=1.50\n"
+                                                      "MODE=fast $HOME\n";
 
 bool LoadFrom(std::string const & text, VELM_GeneralCameraSetting & setting)
 {

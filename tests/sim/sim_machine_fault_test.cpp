@@ -36,6 +36,20 @@ void StartFrame(Machine & machine, Pixels & pixels)
     machine.StartCapture(request);
 }
 
+// The first frame with the fault leaves the camera in that state and the block as it was; the second is
+// there.
+void ExpectFirstFrameMissing(std::string const & fault, CameraState state)
+{
+    Machine machine(WithFaults({"Camera.StartFrameCapture " + fault + " at 1"}));
+    Pixels pixels(320 * 240, 7);
+    StartFrame(machine, pixels);
+    EXPECT_EQ(machine.GetCameraState(), state);
+    EXPECT_EQ(pixels, Pixels(320 * 240, 7));
+    StartFrame(machine, pixels);
+    EXPECT_EQ(machine.GetCameraState(), CameraState::READY);
+    EXPECT_EQ(pixels, Pixels(320 * 240, 100));
+}
+
 std::vector<std::pair<Device, std::string>> const MOVES = {{Device::ZDRIVE, "ZDrive.Move"},
                                                            {Device::STAGE, "Stage.Move"},
                                                            {Device::SHUTTER, "Shutter.Open"},
@@ -113,26 +127,12 @@ TEST(SimMachineFault, AMoveCanStopShortOrGoTooFar)
 
 TEST(SimMachineFault, ADroppedFrameLeavesTheBlockAndTheCameraIdle)
 {
-    Machine machine(WithFaults({"Camera.StartFrameCapture drop at 1"}));
-    Pixels pixels(320 * 240, 7);
-    StartFrame(machine, pixels);
-    EXPECT_EQ(machine.GetCameraState(), CameraState::IDLE);
-    EXPECT_EQ(pixels, Pixels(320 * 240, 7));
-    StartFrame(machine, pixels);
-    EXPECT_EQ(machine.GetCameraState(), CameraState::READY);
-    EXPECT_EQ(pixels, Pixels(320 * 240, 100));
+    ExpectFirstFrameMissing("drop", CameraState::IDLE);
 }
 
 TEST(SimMachineFault, AnEarlyFrameIsReadyButNeverThere)
 {
-    Machine machine(WithFaults({"Camera.StartFrameCapture early at 1"}));
-    Pixels pixels(320 * 240, 7);
-    StartFrame(machine, pixels);
-    EXPECT_EQ(machine.GetCameraState(), CameraState::READY);
-    EXPECT_EQ(pixels, Pixels(320 * 240, 7));
-    StartFrame(machine, pixels);
-    EXPECT_EQ(machine.GetCameraState(), CameraState::READY);
-    EXPECT_EQ(pixels, Pixels(320 * 240, 100));
+    ExpectFirstFrameMissing("early", CameraState::READY);
 }
 
 TEST(SimMachineFault, ACorruptFrameHasRowsOfRubbish)
