@@ -57,7 +57,7 @@ void Calibrator::Run(std::vector<long> const & ids, CalibrationRequest const & r
 void Calibrator::Capture(VELM_Channel & channel, CalibrationRequest const & request)
 {
     std::string const doing =
-        "Taking the calibration image of channel '" + std::string(channel.GetName().utf8_str()) + "'";
+        "Taking the calibration image of channel '" + channel.GetName().utf8_string() + "'";
     channel.TakeCalibImage(new VELM_Calibration_Image); // whatever there was can't be used
     _capture.Do(doing, [&] {
         _devices.SetFilters(channel, _db);

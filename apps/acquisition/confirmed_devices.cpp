@@ -21,11 +21,6 @@ using Clock = std::chrono::steady_clock;
 constexpr std::chrono::milliseconds poll_interval{1};
 constexpr std::chrono::milliseconds way_out_limit{250}; // for each of two attempts to close the shutter
 
-std::string Text(wxString const & text)
-{
-    return std::string(text.utf8_str());
-}
-
 // Runs a call into a driver and gives its failure the device's name.
 template <typename Call>
 auto Named(char const * device, Call const & call) -> decltype(call())
@@ -89,7 +84,17 @@ void RetryOnce(First const & first, Again const & again)
 
 std::string Position(long value)
 {
-    return Text(wxString::Format("%.1f", static_cast<double>(value) / 10.0));
+    return wxString::Format("%.1f", static_cast<double>(value) / 10.0).utf8_string();
+}
+
+std::string CheckFilter(bool moving, long pos, long target)
+{
+    if (moving) {
+        return "it is still moving";
+    }
+    return pos == target
+               ? std::string()
+               : "it is at position " + std::to_string(pos) + " instead of " + std::to_string(target);
 }
 
 } // namespace
@@ -193,20 +198,6 @@ std::string ConfirmedDevices::CheckZDrive()
     }
     return "it is at " + Position(z) + " microns instead of " + Position(_target.z);
 }
-
-namespace {
-
-std::string CheckFilter(bool moving, long pos, long target)
-{
-    if (moving) {
-        return "it is still moving";
-    }
-    return pos == target
-               ? std::string()
-               : "it is at position " + std::to_string(pos) + " instead of " + std::to_string(target);
-}
-
-} // namespace
 
 std::string ConfirmedDevices::CheckExFilter()
 {
@@ -429,7 +420,7 @@ void ConfirmedDevices::AwaitFrame(std::chrono::milliseconds deadline)
         case CAMERA_IDLE:
             return {};
         case CAMERA_FAILED:
-            throw DeviceFailure("The camera failed: " + Text(_base.Camera_GetStatusText()) + ".");
+            throw DeviceFailure("The camera failed: " + _base.Camera_GetStatusText().utf8_string() + ".");
         default:
             return "it is still exposing";
         }

@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <functional>
+#include <stdexcept>
 #include <string>
 #include <wx/string.h>
 
@@ -16,6 +17,12 @@ class VELM_FrameBuffer;
 } // namespace velm
 
 namespace velm::acquisition {
+
+// A device failed or didn't confirm in time; the text names it, for the program's user.
+class DeviceFailure : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
 
 // How long each device may take before it counts as failed. The camera's time is what it may take beyond the
 // exposure; those of focusing and of taking one calibration image are for the whole of it.
@@ -126,16 +133,6 @@ class ConfirmedDevices {
     VELM_BaseControl & _base;
     Deadlines _deadlines;
     Target _target; // what was last asked for
-};
-
-// A device that failed or didn't confirm in time.
-class DeviceFailure : public std::exception {
-  public:
-    explicit DeviceFailure(std::string message) : _message(std::move(message)) {}
-    char const * what() const noexcept override { return _message.c_str(); }
-
-  private:
-    std::string _message;
 };
 
 } // namespace velm::acquisition

@@ -20,8 +20,7 @@ DepositoryLock::DepositoryLock(wxString const & directory)
     _file = open(directory.fn_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (_file >= 0 && flock(_file, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
         close(_file);
-        throw PlanError("Another run is storing into the depository " + std::string(directory.utf8_str()) +
-                        ".");
+        throw PlanError("Another run is storing into the depository " + directory.utf8_string() + ".");
     }
 }
 

@@ -64,8 +64,7 @@ Focuser::Focuser(VELM_BaseControl & base, VELM_Database const & db, ConfirmedDev
 
 long Focuser::FindFocus(std::string const & place)
 {
-    std::string const doing =
-        "Focusing on channel '" + std::string(_channel.GetName().utf8_str()) + "' at " + place;
+    std::string const doing = "Focusing on channel '" + _channel.GetName().utf8_string() + "' at " + place;
     long z = 0;
     _search.Do(doing, [&] {
         auto const lost = [&](std::exception const & error) {

@@ -19,11 +19,6 @@ namespace {
 
 char const * const entry_symbol = "velm_driver_entry";
 
-std::string Text(wxString const & text)
-{
-    return std::string(text.utf8_str());
-}
-
 void SetUnlessSet(wxString const & variable, wxString const & value)
 {
     if (!wxGetEnv(variable, nullptr)) {
@@ -59,9 +54,10 @@ void CheckDriverContracts(wxString const & directory)
         int const version = get_version();
         if (version != VELM_DRIVER_CONTRACT_VERSION) {
             throw InstallationError(
-                Text(wxString::Format("The driver %s was built with version %d of the driver contract, but "
-                                      "this program needs version %d.",
-                                      file, version, VELM_DRIVER_CONTRACT_VERSION)));
+                wxString::Format("The driver %s was built with version %d of the driver contract, but "
+                                 "this program needs version %d.",
+                                 file, version, VELM_DRIVER_CONTRACT_VERSION)
+                    .utf8_string());
         }
     }
 }
@@ -71,14 +67,14 @@ Installation::Installation(wxString const & ini)
     wxFileName file(ini);
     file.MakeAbsolute();
     if (!file.FileExists()) {
-        throw InstallationError("The installation's ini file " + Text(file.GetFullPath()) +
+        throw InstallationError("The installation's ini file " + file.GetFullPath().utf8_string() +
                                 " does not exist.");
     }
     SetUnlessSet("VELM_RIG_DIR", file.GetPath());
     SetUnlessSet("VELM_DRIVER_DIR", DriverDirectoryBesideProgram());
     if (!VELM_Preferences::CreateInstance(file.GetFullPath())) {
         throw InstallationError("No microscope profile could be chosen from " +
-                                Text(VELM_Preferences::GetInstance()->GetProfileFile()) + ".");
+                                VELM_Preferences::GetInstance()->GetProfileFile().utf8_string() + ".");
     }
     VELM_Preferences const & preferences = *VELM_Preferences::GetInstance();
     CheckDriverContracts(preferences.GetDriversDir());
@@ -102,7 +98,7 @@ void Installation::StartMicroscope()
     } catch (VELM_Error const & error) {
         throw InstallationError(error.what());
     }
-    throw InstallationError("The microscope described in " + Text(GetHardwareIni()) +
+    throw InstallationError("The microscope described in " + GetHardwareIni().utf8_string() +
                             " is not complete; the log tells which device is missing.");
 }
 

@@ -14,11 +14,6 @@ namespace velm::acquisition {
 
 namespace {
 
-std::string Text(wxString const & text)
-{
-    return std::string(text.utf8_str());
-}
-
 // Length of the whole sensor on the specimen, in tenths of a micron.
 double FieldSize(int sensor_pixels, float nanometres_per_pixel)
 {
@@ -129,7 +124,7 @@ std::vector<long> ChooseChannels(std::vector<long> const & wanted, VELM_BaseCont
         std::unique_ptr<VELM_CameraSetting> const setting(channel.GetCameraSetting()->Clone());
         if (!base.Camera_CheckCameraSettingType(setting.get())) {
             throw PlanError("The camera setting of channel " + std::to_string(id) +
-                            " was made for another camera (" + Text(setting->GetDriverName()) + ").");
+                            " was made for another camera (" + setting->GetDriverName().utf8_string() + ").");
         }
     }
     return ids;
@@ -168,9 +163,9 @@ ScanNeeds NeedsOf(ScanPlan const & plan, VELM_BaseControl & base, VELM_Depositor
 void CheckRoom(std::uint64_t needed, wxString const & directory)
 {
     std::error_code error;
-    auto const room = std::filesystem::space(std::filesystem::path(Text(directory)), error);
+    auto const room = std::filesystem::space(std::filesystem::path(directory.utf8_string()), error);
     if (!error && room.available < needed) {
-        throw PlanError("The disk of " + Text(directory) + " has " + Size(room.available) +
+        throw PlanError("The disk of " + directory.utf8_string() + " has " + Size(room.available) +
                         " left, and the images of this scan need at least " + Size(needed) + ".");
     }
 }

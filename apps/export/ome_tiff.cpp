@@ -17,7 +17,7 @@ constexpr std::size_t bytes_of_a_run = std::size_t{64} << 20;
 
 ExportError Failure(wxString const & text)
 {
-    return ExportError(std::string(text.utf8_str()));
+    return ExportError(text.utf8_string());
 }
 
 // One export: what it reads, what it writes, and how far it is.

@@ -166,7 +166,7 @@ class Document {
         }
         wxStringOutputStream out;
         document.Save(out, 0);
-        return std::string(out.GetString().utf8_str());
+        return out.GetString().utf8_string();
     }
 
   private:

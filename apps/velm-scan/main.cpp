@@ -141,17 +141,15 @@ Orientation OrientationOf(wxString const & hardware_ini)
 void OpenForWriting(VELM_Depository & depository)
 {
     if (depository.Exist() && !depository.IsValid()) {
-        throw StoreError(std::string("The directory ") +
-                         static_cast<char const *>(depository.GetDir().utf8_str()) +
+        throw StoreError("The directory " + depository.GetDir().utf8_string() +
                          " holds something else than a depository.");
     }
     if (!depository.Open()) {
-        throw StoreError(std::string("The depository ") +
-                         static_cast<char const *>(depository.GetDir().utf8_str()) +
+        throw StoreError("The depository " + depository.GetDir().utf8_string() +
                          " could not be opened or made; its parent has to exist and to be writable.");
     }
     if (depository.IsReadOnly()) {
-        throw StoreError("The depository cannot be written to.");
+        throw StoreError("The depository " + depository.GetDir().utf8_string() + " cannot be written to.");
     }
 }
 

@@ -6,7 +6,7 @@ namespace velm::scan {
 
 std::runtime_error Failure(wxString const & text)
 {
-    return std::runtime_error(std::string(text.utf8_str()));
+    return std::runtime_error(text.utf8_string());
 }
 
 Picture MakePicture(int width, int height)

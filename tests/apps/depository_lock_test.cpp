@@ -18,7 +18,7 @@ TEST(DepositoryLock, KeepsAnotherRunOutUntilItGoes)
             FAIL() << "did not throw";
         } catch (PlanError const & error) {
             EXPECT_EQ(std::string(error.what()), "Another run is storing into the depository " +
-                                                     std::string(directory.GetPath().utf8_str()) + ".");
+                                                     directory.GetPath().utf8_string() + ".");
         }
     }
     EXPECT_NO_THROW(DepositoryLock(directory.GetPath()));

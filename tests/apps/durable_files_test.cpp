@@ -45,7 +45,7 @@ class DurableFiles : public testing::Test {
         _directory.Write("other/02.ics", "voxels");
     }
 
-    std::string Path(char const * name) const { return std::string((_directory / name).utf8_str()); }
+    std::string Path(char const * name) const { return (_directory / name).utf8_string(); }
 
     std::string Failure() const
     {
@@ -66,7 +66,7 @@ TEST_F(DurableFiles, EveryFileAndDirectoryIsForcedToTheDiskAndSoIsTheEntryInTheP
 {
     std::set<std::string> const expected{Path("fov/01.ics"), Path("fov/thumbnails"),
                                          Path("fov/thumbnails/01.tif"), Path("fov"),
-                                         std::string(_directory.GetPath().utf8_str())};
+                                         _directory.GetPath().utf8_string()};
     ForceToDisk(Path("fov"));
     EXPECT_EQ(synced, expected);
     synced.clear();

@@ -31,7 +31,7 @@ class ExportTest : public testing::Test {
         return ScanProcess(Arguments(fov, more)).Finish();
     }
 
-    std::string OutFile() const { return std::string((_out / "out.ome.tif").utf8_str()); }
+    std::string OutFile() const { return (_out / "out.ome.tif").utf8_string(); }
 
     // Of a run that ends with status 1: what it said.
     static std::string ErrorsOfFailure(RunResult const & run)
@@ -41,7 +41,7 @@ class ExportTest : public testing::Test {
         return run.errors;
     }
 
-    bool NothingIsThere() const { return fs::is_empty(std::string(_out.GetPath().utf8_str())); }
+    bool NothingIsThere() const { return fs::is_empty(_out.GetPath().utf8_string()); }
 
     void Scan()
     {

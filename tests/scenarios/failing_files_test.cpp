@@ -21,11 +21,6 @@ namespace {
 namespace fs = std::filesystem;
 using Stack = vexa::Image3d<unsigned short>;
 
-std::string Text(wxString const & text)
-{
-    return std::string(text.utf8_str());
-}
-
 // What the parts of a save told.
 struct Told {
     bool stack;
@@ -134,7 +129,8 @@ class FailingSave : public testing::TestWithParam<std::tuple<FileFailure, bool>>
     {
         std::set<std::string> const known{"01.ics",  "01_af.ics",  "01.hist",
                                           "fov.txt", "thumbnails", "01_128_s8.tif"};
-        for (auto const & entry : fs::recursive_directory_iterator(Text(_depository->FOV_GetDir(id)))) {
+        for (auto const & entry :
+             fs::recursive_directory_iterator(_depository->FOV_GetDir(id).utf8_string())) {
             std::string const name = entry.path().filename();
             EXPECT_TRUE(known.count(name) == 1 ||
                         (FailingFiles::GetFailed() == "unlink" && entry.path().extension() != ".ics" &&
@@ -155,7 +151,7 @@ class FailingSave : public testing::TestWithParam<std::tuple<FileFailure, bool>>
             prepare();
             Told told{};
             {
-                FailingFiles const failing(Text(_depository.GetDir()), n, std::get<0>(GetParam()));
+                FailingFiles const failing(_depository.GetDir().utf8_string(), n, std::get<0>(GetParam()));
                 told = attempt();
             }
             failed = FailingFiles::GetFailed();
@@ -186,7 +182,7 @@ TEST_P(FailingSave, OfANewFovIsToldAndSparesTheOthers)
     };
     FailEveryOperation(
         [&] {
-            fs::remove_all(Text(_depository / "rawdata/0002"));
+            fs::remove_all((_depository / "rawdata/0002").utf8_string());
             _depository.Reopen();
         },
         [&] { return Save(_new, -1); },
@@ -194,11 +190,12 @@ TEST_P(FailingSave, OfANewFovIsToldAndSparesTheOthers)
             EXPECT_TRUE(HasRecord(1, _old) && HasStack(1, _old) && HasProjection(1, _old) &&
                         HasHistogram(1, _old));
             ExpectNoMisleadingFiles(2);
-            bool const has_stack = fs::exists(Text(_depository / "rawdata/0002/01.ics"));
-            has_or_not(told.record, fs::exists(Text(_depository / "rawdata/0002/fov.txt")),
+            bool const has_stack = fs::exists((_depository / "rawdata/0002/01.ics").utf8_string());
+            has_or_not(told.record, fs::exists((_depository / "rawdata/0002/fov.txt").utf8_string()),
                        HasRecord(2, _new));
             has_or_not(told.stack, has_stack, HasStack(2, _new));
-            has_or_not(told.projection, fs::exists(Text(_depository / "rawdata/0002/01_af.ics")) || has_stack,
+            has_or_not(told.projection,
+                       fs::exists((_depository / "rawdata/0002/01_af.ics").utf8_string()) || has_stack,
                        HasProjection(2, _new));
             EXPECT_EQ(has_stack, HasHistogram(2, _new));
         });

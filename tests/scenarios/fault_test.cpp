@@ -134,13 +134,7 @@ class FaultTest : public testing::TestWithParam<Case> {
         EXPECT_LT(difference, signal * 0.1) << "FOV " << id << ", channel " << channel;
     }
 
-    // The simulated machine writes its state when it is switched off.
-    void ExpectShutterClosed() const
-    {
-        EXPECT_THAT(ReadFile(_rig.Depository("state.txt")), testing::HasSubstr("Shutter=closed"));
-    }
-
-    void SetUp() override { _rig.Set("StateFile", std::string(_rig.Depository("state.txt").utf8_str())); }
+    void ExpectShutterClosed() const { EXPECT_THAT(_rig.State(), testing::HasSubstr("Shutter=closed")); }
 
     ScanRig _rig;
 };

@@ -27,7 +27,6 @@ class FocusTest : public testing::Test {
                                                                           {"SensorHeight", "352"}}) {
             _rig.Set(key, value);
         }
-        _rig.Set("StateFile", std::string(_rig.Depository("state.txt").utf8_str()));
     }
 
     RunResult Scan(std::vector<std::string> const & more) const
@@ -37,13 +36,10 @@ class FocusTest : public testing::Test {
         return _rig.Scan("dep", arguments);
     }
 
-    // How the simulated machine stood when it was switched off.
-    std::string State() const { return ReadFile(_rig.Depository("state.txt")); }
-
     void ExpectShutterClosedAndDriveWhereItWas() const
     {
-        EXPECT_THAT(State(), testing::HasSubstr("Shutter=closed\n"));
-        EXPECT_THAT(State(), testing::HasSubstr("Z=4980\n"));
+        EXPECT_THAT(_rig.State(), testing::HasSubstr("Shutter=closed\n"));
+        EXPECT_THAT(_rig.State(), testing::HasSubstr("Z=4980\n"));
     }
 
     // The camera delivers frames before the n-th, which fails.
@@ -214,7 +210,7 @@ TEST_F(FocusTest, CalibrationImagesAreCapturedOnceAndCorrectWhatIsShown)
         EXPECT_EQ(again.status, 0) << again.errors;
         EXPECT_EQ(_rig.Open().CI_FindMaxId(), 1) << "the image that is there is used";
     }
-    EXPECT_THAT(State(), testing::HasSubstr("Shutter=closed"));
+    EXPECT_THAT(_rig.State(), testing::HasSubstr("Shutter=closed"));
 }
 
 TEST_F(FocusTest, AChannelWhoseCalibrationImageIsMissingIsTold)

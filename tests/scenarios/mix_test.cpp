@@ -49,7 +49,7 @@ class MixTest : public testing::Test {
         return ScanProcess(arguments).Finish();
     }
 
-    std::string Out() const { return std::string((_rig.Depository("mixed.png")).utf8_str()); }
+    std::string Out() const { return _rig.Depository("mixed.png").utf8_string(); }
 
     // The picture of a run that has nothing to say.
     wxImage Mixed(std::vector<std::string> const & more) const
@@ -174,7 +174,7 @@ TEST_F(MixTest, WhatIsNotThereIsTold)
     });
     ExpectFailure({"--rgb", "1,3,-1", "--correct", "automatic"},
                   "Error: The channels have no part of the chip in common.\n");
-    std::filesystem::remove(std::string(_rig.Depository().utf8_str()) + "/rawdata/0001/03.ics");
+    std::filesystem::remove(_rig.Depository().utf8_string() + "/rawdata/0001/03.ics");
     RunResult const run = Mix({"--rgb", "1,3,-1"});
     EXPECT_EQ(run.status, 1);
     EXPECT_THAT(run.errors, testing::EndsWith("Error: The images of FOV 1 could not be read.\n"));

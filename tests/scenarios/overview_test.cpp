@@ -11,11 +11,6 @@ namespace velm::test {
 
 namespace {
 
-std::string Text(wxString const & text)
-{
-    return std::string(text.utf8_str());
-}
-
 class OverviewTest : public testing::Test {
   protected:
     // Two places side by side, in the one channel that is shown blue.
@@ -29,7 +24,7 @@ class OverviewTest : public testing::Test {
 
     RunResult Draw(std::string const & depository, wxString const & picture) const
     {
-        std::vector<std::string> arguments = _rig.Arguments(depository, {"--out", Text(picture)});
+        std::vector<std::string> arguments = _rig.Arguments(depository, {"--out", picture.utf8_string()});
         arguments.insert(arguments.begin(), "overview");
         return ScanProcess(arguments).Finish();
     }
@@ -96,23 +91,24 @@ TEST_F(OverviewTest, IsCorrectedAsTheFieldsSay)
 
 TEST_F(OverviewTest, LeavesOutWhatAKilledRunLeft)
 {
-    std::filesystem::create_directory(Text(_rig.Depository() + "/rawdata/0003"));
+    std::filesystem::create_directory((_rig.Depository() + "/rawdata/0003").utf8_string());
     RunResult const run = Draw("dep", _picture);
     EXPECT_EQ(run.status, 0);
     EXPECT_EQ(run.errors, "Warning: FOV 3 was never finished and is left out.\n");
-    EXPECT_TRUE(std::filesystem::exists(Text(_picture)));
+    EXPECT_TRUE(std::filesystem::exists(_picture.utf8_string()));
 }
 
 TEST_F(OverviewTest, ToldNoDepositoryOrNoPlaceForThePictureItFails)
 {
     RunResult const nothing = Draw("none", _picture);
     EXPECT_EQ(nothing.status, 1);
-    EXPECT_EQ(nothing.errors, "Error: " + Text(_rig.Depository("none")) + " is not a depository.\n");
-    EXPECT_FALSE(std::filesystem::exists(Text(_rig.Depository("none"))));
+    EXPECT_EQ(nothing.errors, "Error: " + _rig.Depository("none").utf8_string() + " is not a depository.\n");
+    EXPECT_FALSE(std::filesystem::exists(_rig.Depository("none").utf8_string()));
     RunResult const nowhere = Draw("dep", _rig.Depository("none") + "/o.png");
     EXPECT_EQ(nowhere.status, 1);
-    EXPECT_THAT(nowhere.errors, testing::StartsWith("Error: The picture " + Text(_rig.Depository("none")) +
-                                                    "/o.png could not be written: "));
+    EXPECT_THAT(nowhere.errors,
+                testing::StartsWith("Error: The picture " + _rig.Depository("none").utf8_string() +
+                                    "/o.png could not be written: "));
 }
 
 } // namespace velm::test

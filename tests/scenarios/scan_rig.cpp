@@ -35,11 +35,6 @@ void LoadDrivers()
     static_cast<void>(loaded);
 }
 
-std::string Text(wxString const & text)
-{
-    return std::string(text.utf8_str());
-}
-
 // Both ends of a terminal that passes on every byte as it is: this side's first, the program's second.
 void OpenTerminal(int (&ends)[2])
 {
@@ -150,10 +145,12 @@ RunResult ScanProcess::Finish()
 ScanRig::ScanRig()
 {
     LoadDrivers();
-    fs::copy(VELM_SOURCE_ROOT "/rigs/simulated", Text(_directory / "rig"), fs::copy_options::recursive);
+    fs::copy(VELM_SOURCE_ROOT "/rigs/simulated", (_directory / "rig").utf8_string(),
+             fs::copy_options::recursive);
     Set("TimeScale", "0");
     Set("SensorWidth", "192");
     Set("SensorHeight", "128");
+    Set("StateFile", (_directory / "state.txt").utf8_string());
     for (char const * const device : {"Stage", "ZDrive", "Filter", "Shutter", "Camera"}) {
         Set("Deadlines", device, "200");
     }
@@ -193,10 +190,16 @@ wxString ScanRig::Ini() const
     return _directory / "rig/velm.ini";
 }
 
+std::string ScanRig::State() const
+{
+    return _directory.Read("state.txt");
+}
+
 std::vector<std::string> ScanRig::Arguments(std::string const & depository,
                                             std::vector<std::string> const & more) const
 {
-    std::vector<std::string> arguments{"--ini", Text(Ini()), "--depository", Text(Depository(depository))};
+    std::vector<std::string> arguments{"--ini", Ini().utf8_string(), "--depository",
+                                       Depository(depository).utf8_string()};
     arguments.insert(arguments.end(), more.begin(), more.end());
     return arguments;
 }

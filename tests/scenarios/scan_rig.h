@@ -83,6 +83,9 @@ class ScanRig {
 
     wxString Ini() const;
 
+    // How the machine stood when it was switched off last, as lines such as "Shutter=closed".
+    std::string State() const;
+
     // The arguments of a scan into that place, with more of them behind.
     std::vector<std::string> Arguments(std::string const & depository,
                                        std::vector<std::string> const & more = {}) const;

@@ -32,6 +32,37 @@ class ScanTest : public testing::Test {
         return {stack.begin(), stack.end()};
     }
 
+    // All that is stored of the channel at that position of the record of a stack of three slices.
+    static void ExpectChannelLoadsBack(VELM_Depository & depository, VELM_FOV const & fov, unsigned int i)
+    {
+        VELM_Channel const & channel = fov.GetChannel(i);
+        VELM_TimeInterval const & time = fov.GetTimeInterval(i);
+        ASSERT_NE(channel.GetCameraSetting(), nullptr);
+        EXPECT_FALSE(channel.GetCameraSetting()->IsFullFrame())
+            << "the region that was really taken is recorded";
+        EXPECT_LE(time.GetStartTime(), time.GetEndTime());
+        long const id = fov.GetId();
+        std::string const file =
+            wxString::Format("%s%02ld.ics", depository.FOV_GetDir(id), channel.GetId()).utf8_string();
+        vexa::ImageNotes const notes = vexa::ReadImageNotes(file.c_str(), vexa::FileFormat::FromName);
+        EXPECT_EQ(notes.channel, channel.GetName().utf8_string());
+        EXPECT_EQ(notes.acquired, time.GetStartTime().Format("%Y-%m-%dT%H:%M:%S.%lZ", wxDateTime::UTC));
+        vexa::Image3d<unsigned short> stack;
+        ASSERT_TRUE(depository.FOV_LoadImage(id, channel.GetId(), stack, nullptr));
+        EXPECT_EQ(stack.size.z, 3u);
+        EXPECT_EQ(stack.size.x, static_cast<unsigned int>(channel.GetCameraSetting()->GetSerSize()));
+        vexa::Image3d<unsigned short> projection;
+        vexa::Image3d<unsigned short> expected;
+        ASSERT_TRUE(depository.FOV_LoadAFImage(id, channel.GetId(), projection, nullptr));
+        vexa::Get_AF_XY(stack, expected);
+        EXPECT_TRUE(std::equal(projection.begin(), projection.end(), expected.begin()));
+        nubo::Histogram<unsigned short> histogram;
+        ASSERT_TRUE(depository.FOV_LoadHistogram(id, channel.GetId(), histogram));
+        auto const & bins = histogram.GetBins();
+        EXPECT_EQ(std::accumulate(bins.begin(), bins.end(), std::size_t{0}), stack.GetCount());
+        EXPECT_NE(depository.FOV_GetThumbnailURL(id, channel.GetId()), "");
+    }
+
     ScanRig _rig;
 };
 
@@ -67,33 +98,10 @@ TEST_F(ScanTest, AGridIsScannedAndEveryRecordLoadsBack)
         EXPECT_NE(fov.GetHardwareParams().GetHWDesc(), "Unknown");
         EXPECT_NE(fov.GetHardwareParams().GetObjDesc(), "Unknown");
         ASSERT_EQ(fov.GetNumChannels(), 2u);
+        EXPECT_EQ(fov.GetChannel(0).GetId(), 1);
+        EXPECT_EQ(fov.GetChannel(1).GetId(), 3);
         for (unsigned int i = 0; i < 2; ++i) {
-            VELM_Channel const & channel = fov.GetChannel(i);
-            EXPECT_EQ(channel.GetId(), i == 0 ? 1 : 3);
-            ASSERT_NE(channel.GetCameraSetting(), nullptr);
-            EXPECT_FALSE(channel.GetCameraSetting()->IsFullFrame())
-                << "the region that was really taken is recorded";
-            EXPECT_LE(fov.GetTimeInterval(i).GetStartTime(), fov.GetTimeInterval(i).GetEndTime());
-            std::string const file =
-                wxString::Format("%s%02ld.ics", depository.FOV_GetDir(id), channel.GetId()).utf8_string();
-            vexa::ImageNotes const notes = vexa::ReadImageNotes(file.c_str(), vexa::FileFormat::FromName);
-            EXPECT_EQ(notes.channel, channel.GetName().utf8_string());
-            EXPECT_EQ(notes.acquired,
-                      fov.GetTimeInterval(i).GetStartTime().Format("%Y-%m-%dT%H:%M:%S.%lZ", wxDateTime::UTC));
-            vexa::Image3d<unsigned short> stack;
-            ASSERT_TRUE(depository.FOV_LoadImage(id, channel.GetId(), stack, nullptr));
-            EXPECT_EQ(stack.size.z, 3u);
-            EXPECT_EQ(stack.size.x, static_cast<unsigned int>(channel.GetCameraSetting()->GetSerSize()));
-            vexa::Image3d<unsigned short> projection;
-            vexa::Image3d<unsigned short> expected;
-            ASSERT_TRUE(depository.FOV_LoadAFImage(id, channel.GetId(), projection, nullptr));
-            vexa::Get_AF_XY(stack, expected);
-            EXPECT_TRUE(std::equal(projection.begin(), projection.end(), expected.begin()));
-            nubo::Histogram<unsigned short> histogram;
-            ASSERT_TRUE(depository.FOV_LoadHistogram(id, channel.GetId(), histogram));
-            auto const & bins = histogram.GetBins();
-            EXPECT_EQ(std::accumulate(bins.begin(), bins.end(), std::size_t{0}), stack.GetCount());
-            EXPECT_NE(depository.FOV_GetThumbnailURL(id, channel.GetId()), "");
+            ExpectChannelLoadsBack(depository, fov, i);
         }
     }
     EXPECT_EQ(log.Lines(), std::vector<LogLine>());
@@ -104,7 +112,7 @@ TEST_F(ScanTest, EveryVoxelIsWhatTheCameraDelivered)
     // The simulated camera writes each frame that it delivers to a file of its own.
     wxString const frames = _rig.Depository("frames");
     Path::MakeDirectory(frames);
-    _rig.Set("FrameDir", std::string(frames.utf8_str()));
+    _rig.Set("FrameDir", frames.utf8_string());
     RunResult const run = _rig.Scan("dep", {"--grid", "2x1", "--slices", "3", "--channels", "1,2"});
     ASSERT_EQ(run.status, 0) << run.errors;
     VELM_Depository & depository = _rig.Open();
@@ -152,18 +160,36 @@ TEST_F(ScanTest, WhatCannotBeDoneIsToldWithStatus1)
     EXPECT_EQ(no_channel.status, 1);
     EXPECT_EQ(no_channel.errors, "Error: The depository has no channel 77 that this microscope can image.\n");
 
-    std::filesystem::create_directories(std::string(_rig.Depository("c").utf8_str()));
+    std::filesystem::create_directories(_rig.Depository("c").utf8_string());
     WriteFile(_rig.Depository("c") + "/thesis.tex", "years of work");
     RunResult const foreign = _rig.Scan("c", {"--grid", "1x1"});
     EXPECT_EQ(foreign.status, 1);
-    EXPECT_EQ(foreign.errors, "Error: The directory " + std::string(_rig.Depository("c").utf8_str()) +
+    EXPECT_EQ(foreign.errors, "Error: The directory " + _rig.Depository("c").utf8_string() +
                                   " holds something else than a depository.\n");
 
-    ScanProcess no_ini(
-        {"--ini", "/none/velm.ini", "--depository", std::string(_rig.Depository("d").utf8_str())});
+    ScanProcess no_ini({"--ini", "/none/velm.ini", "--depository", _rig.Depository("d").utf8_string()});
     RunResult const result = no_ini.Finish();
     EXPECT_EQ(result.status, 1);
     EXPECT_EQ(result.errors, "Error: The installation's ini file /none/velm.ini does not exist.\n");
+}
+
+TEST_F(ScanTest, ADepositoryThatCannotBeMadeOrWrittenToIsTold)
+{
+    std::vector<std::string> const plan{"--grid", "1x1", "--slices", "1", "--channels", "1"};
+    WriteFile(_rig.Depository("file"), "no directory");
+    RunResult const unmade = _rig.Scan("file/dep", plan);
+    EXPECT_EQ(unmade.status, 1);
+    EXPECT_THAT(
+        unmade.errors,
+        testing::EndsWith("Error: The depository " + _rig.Depository("file/dep").utf8_string() +
+                          " could not be opened or made; its parent has to exist and to be writable.\n"));
+
+    ASSERT_EQ(_rig.Scan("dep", plan).status, 0);
+    Path::MakeDirectory(_rig.Depository() + "/read-only-test.txt"); // in the way of the file that is to tell
+    RunResult const unwritable = _rig.Scan("dep", plan);
+    EXPECT_EQ(unwritable.status, 1);
+    EXPECT_EQ(unwritable.errors, "Warning: Opening depository in read-only mode.\nError: The depository " +
+                                     _rig.Depository().utf8_string() + " cannot be written to.\n");
 }
 
 TEST_F(ScanTest, ARefusedScanChangesNothing)
@@ -246,8 +272,8 @@ TEST_F(ScanTest, ASecondRunIntoTheSameDepositoryIsRefused)
     ASSERT_TRUE(first.WaitForLine("FOV 1 saved"));
     RunResult const second = _rig.Scan("dep", plan);
     EXPECT_EQ(second.status, 1);
-    EXPECT_EQ(second.errors, "Error: Another run is storing into the depository " +
-                                 std::string(_rig.Depository().utf8_str()) + ".\n");
+    EXPECT_EQ(second.errors,
+              "Error: Another run is storing into the depository " + _rig.Depository().utf8_string() + ".\n");
     first.Signal(SIGINT);
     EXPECT_EQ(first.Finish().status, 130);
 }
@@ -266,7 +292,7 @@ TEST_F(ScanTest, AFullDiskEndsTheRunWithAClearErrorAndNoHalfFov)
     EXPECT_EQ(depository.FOV_GetCount(), 1u);
     VELM_FOV fov;
     EXPECT_TRUE(depository.FOV_Load(1, fov));
-    EXPECT_FALSE(std::filesystem::exists(std::string((_rig.Depository() + "/rawdata/0002").utf8_str())));
+    EXPECT_FALSE(std::filesystem::exists((_rig.Depository() + "/rawdata/0002").utf8_string()));
 }
 
 TEST_F(ScanTest, AFovWithoutItsThumbnailIsNotWhole)
@@ -282,7 +308,7 @@ TEST_F(ScanTest, AFovWithoutItsThumbnailIsNotWhole)
     EXPECT_EQ(full.output, "");
     EXPECT_THAT(full.errors,
                 testing::EndsWith("Error: The thumbnail of channel 1 of FOV 2 could not be stored.\n"));
-    EXPECT_FALSE(std::filesystem::exists(std::string((_rig.Depository() + "/rawdata/0002").utf8_str())));
+    EXPECT_FALSE(std::filesystem::exists((_rig.Depository() + "/rawdata/0002").utf8_string()));
     EXPECT_EQ(_rig.Scan("dep", plan).status, 0) << "without a limit";
 }
 
@@ -308,8 +334,6 @@ INSTANTIATE_TEST_SUITE_P(CtrlCTerminationAndLossOfTheTerminal, SignalTest,
 
 TEST_P(SignalTest, AnInterruptedScanClosesTheShutterAndKeepsEveryFinishedFovAndNoOther)
 {
-    wxString const state = _rig.Depository("state.txt");
-    _rig.Set("StateFile", std::string(state.utf8_str()));
     _rig.Set("TimeScale", "1");
     ScanProcess process(_rig.Arguments("dep", {"--grid", "20x1", "--slices", "2", "--channels", "1"}));
     ASSERT_TRUE(process.WaitForLine("FOV 1 saved"));
@@ -319,7 +343,7 @@ TEST_P(SignalTest, AnInterruptedScanClosesTheShutterAndKeepsEveryFinishedFovAndN
     EXPECT_LT(std::chrono::steady_clock::now() - asked, std::chrono::seconds(2));
     EXPECT_EQ(run.status, 130);
     EXPECT_EQ(run.errors, "Warning: Interrupted; every FOV finished so far is whole on disk.\n");
-    EXPECT_THAT(ReadFile(state), testing::HasSubstr("Shutter=closed"));
+    EXPECT_THAT(_rig.State(), testing::HasSubstr("Shutter=closed"));
     VELM_Depository & depository = _rig.Open();
     std::vector<long> const saved = SavedIds(run.output);
     EXPECT_EQ(depository.FOV_GetCount(), saved.size()) << "no FOV is half-registered";

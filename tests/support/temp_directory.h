@@ -27,7 +27,7 @@ class TempDirectory {
     std::string Read(wxString const & name) const;
 
     // Takes the right to write into the directory or file away, or gives it back. Has no effect on root;
-    // see CanBeReadOnly.
+    // see OrdinaryUser.
     void SetReadOnly(wxString const & name, bool read_only) const;
 
   private:
