@@ -359,10 +359,11 @@ void ConfirmedDevices::TryToCloseShutterNow()
         try {
             _base.Shutter_RequestClose();
             auto const end = Clock::now() + way_out_limit;
-            std::string problem;
-            do {
+            std::string problem = CheckShutter(false);
+            while (!problem.empty() && Clock::now() < end) {
+                std::this_thread::sleep_for(poll_interval);
                 problem = CheckShutter(false);
-            } while (!problem.empty() && Clock::now() < end);
+            }
             if (problem.empty()) {
                 return;
             }

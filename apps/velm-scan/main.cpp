@@ -63,11 +63,10 @@ wxString DirectoryOf(Options const & options)
 // Whether the frames that are to be corrected by calibration images can be.
 void CheckCalibrations(Options const & options, ScanPlan const & plan, VELM_Depository & depository)
 {
-    VELM_ChannelList const & channels = depository.GetChannelListRef();
-    bool const any = std::any_of(plan.channel_ids.begin(), plan.channel_ids.end(),
-                                 [&](long id) { return channels.GetById(id).UseCalibration(); });
     if (options.calibrate) {
-        if (!any) {
+        VELM_ChannelList const & channels = depository.GetChannelListRef();
+        if (std::none_of(plan.channel_ids.begin(), plan.channel_ids.end(),
+                         [&](long id) { return channels.GetById(id).UseCalibration(); })) {
             Log::Warning(
                 "No channel of this scan is corrected by a calibration image; --calibrate does nothing.");
         }
