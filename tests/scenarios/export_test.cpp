@@ -142,6 +142,7 @@ TEST_F(ExportTest, ThatIsInterruptedLeavesNothing)
                     false, nullptr);
     ScanProcess process(Arguments("1"));
     while (NothingIsThere()) {
+        ASSERT_TRUE(process.IsRunning());
     }
     process.Signal(SIGINT);
     RunResult const run = process.Finish();

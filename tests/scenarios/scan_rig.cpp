@@ -105,6 +105,13 @@ void ScanProcess::Signal(int number) const
     kill(_process, number);
 }
 
+bool ScanProcess::IsRunning() const
+{
+    siginfo_t ended{};
+    return waitid(P_PID, static_cast<id_t>(_process), &ended, WEXITED | WNOHANG | WNOWAIT) == 0 &&
+           ended.si_pid == 0;
+}
+
 bool ScanProcess::WaitForLine(std::string const & text)
 {
     std::size_t const from = _read.size();

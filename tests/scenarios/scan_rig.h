@@ -42,6 +42,8 @@ class ScanProcess {
 
     void Signal(int number) const;
 
+    bool IsRunning() const;
+
     // Reads standard output up to and including a line that contains the text; false when it ends before.
     bool WaitForLine(std::string const & text);
 
