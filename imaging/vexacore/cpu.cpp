@@ -11,7 +11,8 @@ InstructionSet BestOfMachine()
 {
 #if VEXA_HAS_AVX2
     __builtin_cpu_init(); // this may run before the constructors of the program
-    return __builtin_cpu_supports("avx2") ? InstructionSet::Avx2 : InstructionSet::Plain;
+    return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi2") ? InstructionSet::Avx2
+                                                                            : InstructionSet::Plain;
 #else
     return InstructionSet::Plain;
 #endif

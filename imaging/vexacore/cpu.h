@@ -4,13 +4,14 @@
 // Which instructions the library's inner loops use. Internal to the image libraries and the core library.
 //
 // A loop that gains by wide registers is compiled twice, for any machine and, behind VEXA_AVX2, for those
-// with AVX2, and picks one at run time by GetInstructionSet. Both give the same results bit for bit.
+// with AVX2 and BMI2, which came together, and picks one at run time by GetInstructionSet. Both give the same
+// results bit for bit.
 
 #include "vexacore/export.h"
 
 #if defined(__x86_64__) && defined(__GNUC__)
 #define VEXA_HAS_AVX2 1
-#define VEXA_AVX2 __attribute__((target("avx2")))
+#define VEXA_AVX2 __attribute__((target("avx2,bmi2")))
 #else
 #define VEXA_HAS_AVX2 0
 #define VEXA_AVX2

@@ -3,6 +3,7 @@
 #include "vexacore/little_endian.h"
 #include "vexacore/parallel.h"
 #include "vexacore/pixel_deflate.h"
+#include "vexacore/pixel_inflate.h"
 
 #include <algorithm>
 #include <array>
@@ -350,28 +351,48 @@ class Inflater {
 
 } // namespace
 
-// Inflates one block after the other.
+// Inflates blocks that follow one another.
 class GzipReader::BlockInflater {
   public:
-    // Rejects the file when the block isn't what its table says.
-    void Inflate(InputFile const & file, Block const & block, unsigned char * target, std::uint64_t bytes)
+    // Rejects the file when a block isn't what its table says.
+    void Inflate(GzipReader const & reader, std::size_t first, std::size_t count, unsigned char * target)
     {
-        // Only the member's last block is marked as such, so one that holds nothing follows.
-        _packed.resize(block.length + final_block.size());
-        file.ReadAt(block.position, _packed.data(), block.length);
-        std::copy(final_block.begin(), final_block.end(), _packed.data() + block.length);
-        std::size_t used = 0;
-        std::size_t made = 0;
-        libdeflate_result const result = libdeflate_deflate_decompress_ex(
-            _inflater.Get(), _packed.data(), _packed.size(), target, bytes, &used, &made);
-        if (result != LIBDEFLATE_SUCCESS || used != _packed.size() || made != bytes ||
-            libdeflate_crc32(0, target, made) != block.sum) {
-            file.Reject(damaged);
+        Block const * const blocks = reader._blocks.data() + first;
+        auto const length = static_cast<std::size_t>(blocks[count - 1].position + blocks[count - 1].length -
+                                                     blocks->position);
+        _packed.resize(length + PixelInflater::padding);
+        reader._file.ReadAt(blocks->position, _packed.data(), length);
+        _pieces.clear();
+        for (std::size_t i = 0; i < count; ++i) {
+            _pieces.push_back({_packed.data() + (blocks[i].position - blocks->position), blocks[i].length,
+                               target + i * reader._block_bytes,
+                               static_cast<std::size_t>(reader.GetBlockBytes(first + i))});
+        }
+        _inflater.Inflate(_pieces);
+        for (std::size_t i = 0; i < count; ++i) {
+            if ((!_pieces[i].whole && !InflateAnyhow(_pieces[i])) ||
+                libdeflate_crc32(0, _pieces[i].target, _pieces[i].count) != blocks[i].sum) {
+                reader._file.Reject(damaged);
+            }
         }
     }
 
   private:
-    Inflater _inflater;
+    // With the library's inflater, for a table may lead to blocks that somebody else has written.
+    static bool InflateAnyhow(PixelInflater::Piece const & piece)
+    {
+        // Only the member's last block is marked as such, so one that holds nothing follows.
+        std::vector<unsigned char> packed(piece.packed, piece.packed + piece.length);
+        packed.insert(packed.end(), final_block.begin(), final_block.end());
+        std::size_t used = 0;
+        std::size_t made = 0;
+        libdeflate_result const result = libdeflate_deflate_decompress_ex(
+            Inflater().Get(), packed.data(), packed.size(), piece.target, piece.count, &used, &made);
+        return result == LIBDEFLATE_SUCCESS && used == packed.size() && made == piece.count;
+    }
+
+    PixelInflater _inflater;
+    std::vector<PixelInflater::Piece> _pieces;
     std::vector<unsigned char> _packed;
 };
 
@@ -445,13 +466,18 @@ void GzipReader::ReadAll(unsigned char * target) const
         InflateAll(target);
         return;
     }
-    // Each block is checked by its sum, and these together make up the member's.
+    // Each block is checked by its sum, and these together make up the member's. A thread takes as many at a
+    // time as fill a large page: two threads that touched a fresh one together would both clear it.
+    constexpr std::uint64_t large_page = 2 * mega;
+    auto const at_once = static_cast<std::size_t>(std::max<std::uint64_t>(large_page / _block_bytes, 1));
     OrderedWork work;
-    work.count = _blocks.size();
-    work.slots = SlotsFor(work.count, _block_bytes, most_memory_to_read);
+    work.count = static_cast<std::size_t>(DivideUp(_blocks.size(), at_once));
+    work.slots = SlotsFor(work.count, at_once * _block_bytes, most_memory_to_read);
     std::vector<BlockInflater> inflaters(work.slots);
-    work.make = [&](std::size_t block, std::size_t slot) {
-        inflaters[slot].Inflate(_file, _blocks[block], target + block * _block_bytes, GetBlockBytes(block));
+    work.make = [&](std::size_t item, std::size_t slot) {
+        std::size_t const first = item * at_once;
+        inflaters[slot].Inflate(*this, first, std::min(at_once, _blocks.size() - first),
+                                target + first * _block_bytes);
     };
     work.take = [](std::size_t, std::size_t) {};
     RunInOrder(work);
@@ -510,7 +536,7 @@ void GzipReader::ReadSpansOfBlocks(BoxSpans const & spans, unsigned char * targe
             return;
         }
         inflated[slot].resize(static_cast<std::size_t>(count));
-        inflaters[slot].Inflate(_file, _blocks[block], inflated[slot].data(), count);
+        inflaters[slot].Inflate(*this, block, 1, inflated[slot].data());
         spans.Copy(inflated[slot].data(), begin, count, target);
     };
     work.take = [](std::size_t, std::size_t) {};

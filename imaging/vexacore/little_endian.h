@@ -4,6 +4,7 @@
 // Numbers as files hold them, the lowest byte first. Internal to the image libraries.
 
 #include <cstdint>
+#include <cstring>
 
 namespace vexa {
 
@@ -17,6 +18,13 @@ inline std::uint32_t LoadLittle32(unsigned char const * source)
     return LoadLittle16(source) | LoadLittle16(source + 2) << 16;
 }
 
+inline std::uint64_t LoadLittle64(unsigned char const * source)
+{
+    std::uint64_t value;
+    std::memcpy(&value, source, sizeof(value));
+    return __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__ ? __builtin_bswap64(value) : value;
+}
+
 inline void StoreLittle16(unsigned char * target, std::uint64_t value)
 {
     target[0] = static_cast<unsigned char>(value);
@@ -27,6 +35,12 @@ inline void StoreLittle32(unsigned char * target, std::uint64_t value)
 {
     StoreLittle16(target, value);
     StoreLittle16(target + 2, value >> 16);
+}
+
+inline void StoreLittle64(unsigned char * target, std::uint64_t value)
+{
+    std::uint64_t const stored = __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__ ? __builtin_bswap64(value) : value;
+    std::memcpy(target, &stored, sizeof(stored));
 }
 
 } // namespace vexa

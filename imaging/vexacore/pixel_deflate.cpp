@@ -1,5 +1,8 @@
 #include "vexacore/pixel_deflate.h"
 
+#include "vexacore/deflate_alphabets.h"
+#include "vexacore/little_endian.h"
+
 #include <algorithm>
 #include <array>
 #include <cstring>
@@ -10,12 +13,7 @@ namespace vexa {
 
 namespace {
 
-// The alphabets of RFC 1951.
-constexpr unsigned int end_of_block = 256;
-constexpr unsigned int first_length = 257;
-constexpr unsigned int literal_symbols = 286;
-constexpr unsigned int distance_symbols = 30;
-constexpr unsigned int longest_match = 258; // bytes
+using namespace deflate;
 
 // Short enough that the codes of four literals, and that of a repetition, fit a register beside the bits that
 // wait for a whole byte.
@@ -28,14 +26,6 @@ constexpr std::uint32_t entry_code_mask = (std::uint32_t{1} << entry_code_bits) 
 
 constexpr unsigned int hash_bits = 14;
 constexpr std::uint32_t window = 1 << 14; // pixels to look back, all that deflate can
-
-// Four pixels; the byte that comes first in memory is the lowest.
-std::uint64_t LoadFour(unsigned char const * source)
-{
-    std::uint64_t value;
-    std::memcpy(&value, source, sizeof(value));
-    return __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__ ? __builtin_bswap64(value) : value;
-}
 
 std::uint16_t LoadPixel(unsigned char const * source)
 {
@@ -69,9 +59,7 @@ class BitWriter {
     {
         _bits |= bits << _count;
         _count += count;
-        std::uint64_t const stored =
-            __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__ ? __builtin_bswap64(_bits) : _bits;
-        std::memcpy(_next, &stored, sizeof(stored));
+        StoreLittle64(_next, _bits);
         _next += _count / 8;
         _bits >>= _count & ~7U;
         _count &= 7;
@@ -211,7 +199,7 @@ Extended DistanceSymbol(std::uint32_t distance)
 // Of the length of a repetition, 3 to 258 bytes.
 Extended LengthSymbol(std::uint32_t length)
 {
-    std::uint32_t const value = length - 3;
+    std::uint32_t const value = length - shortest_match;
     if (length == longest_match) {
         return {285, 0, 0};
     }
@@ -236,7 +224,7 @@ void PutHeader(Code<literal_symbols> const & literals, Code<distance_symbols> co
         std::uint8_t extra;
     };
     std::array<Token, literal_symbols + distance_symbols> tokens;
-    std::array<std::uint32_t, 19> counts{};
+    std::array<std::uint32_t, length_symbols> counts{};
     std::size_t used = 0;
     for (std::size_t i = 0; i < lengths.size();) {
         std::size_t run = 1;
@@ -249,35 +237,32 @@ void PutHeader(Code<literal_symbols> const & literals, Code<distance_symbols> co
             i += covered;
         };
         if (lengths[i] == 0 && run >= 11) {
-            add(18, std::min<std::size_t>(run, 138), 11);
+            add(repeat_none_long, std::min<std::size_t>(run, 138), 11);
         } else if (lengths[i] == 0 && run >= 3) {
-            add(17, run, 3);
+            add(repeat_none, run, 3);
         } else if (run >= 4) {
             add(lengths[i], 1, 1);
-            add(16, std::min<std::size_t>(run - 1, 6), 3);
+            add(repeat_before, std::min<std::size_t>(run - 1, 6), 3);
         } else {
             add(lengths[i], 1, 1);
         }
     }
     counts[0] += counts[0] == 0 ? 1 : 0; // so that at least two symbols have a code
-    counts[18] += counts[18] == 0 ? 1 : 0;
-    Code<19> code;
-    MakeCode(counts, 7, code);
+    counts[repeat_none_long] += counts[repeat_none_long] == 0 ? 1 : 0;
+    Code<length_symbols> code;
+    MakeCode(counts, longest_length_code, code);
 
-    constexpr unsigned int dynamic_block = 2; // not the final one
-    out.Put(dynamic_block << 1, 3);
+    out.Put(DYNAMIC_CODES << 1, 3); // not the final block
     out.Put(literal_symbols - 257, 5);
     out.Put(distance_symbols - 1, 5);
-    static constexpr std::uint8_t order[] = {16, 17, 18, 0, 8,  7, 9,  6, 10, 5,
-                                             11, 4,  12, 3, 13, 2, 14, 1, 15};
-    out.Put(std::size(order) - 4, 4);
-    for (std::uint8_t const symbol : order) {
+    out.Put(length_symbols - 4, 4);
+    for (std::uint8_t const symbol : length_order) {
         out.Put(code.length[symbol], 3);
     }
     for (std::size_t i = 0; i < used; ++i) {
         unsigned int const symbol = tokens[i].symbol;
         out.Put(code.bits[symbol], code.length[symbol]);
-        out.Put(tokens[i].extra, symbol == 16 ? 2 : symbol == 17 ? 3 : symbol == 18 ? 7 : 0);
+        out.Put(tokens[i].extra, RepeatBits(symbol));
     }
 }
 
@@ -401,7 +386,8 @@ class Search {
         std::size_t i = 1;
         while (i + stretch + read_more <= count) {
             unsigned char const * const here = source + 2 * i;
-            if (LoadFour(here) == LoadFour(here - 2) && LoadFour(here + 8) == LoadFour(here + 6)) {
+            if (LoadLittle64(here) == LoadLittle64(here - 2) &&
+                LoadLittle64(here + 8) == LoadLittle64(here + 6)) {
                 i += AddRun(CountRun(source, i, std::min(count, i + longest_run)));
                 continue;
             }
@@ -472,7 +458,7 @@ class Search {
         }
         for (std::uint32_t k = 0; k < triples; ++k) {
             unsigned char const * const at = here + 6 * k;
-            bool const differs = (LoadFour(at) ^ LoadFour(at - DistanceBytes(back[k]))) << 16 != 0;
+            bool const differs = (LoadLittle64(at) ^ LoadLittle64(at - DistanceBytes(back[k]))) << 16 != 0;
             tokens[k] = static_cast<Token>(back[k] | (differs ? literal_token : 0U));
         }
         for (std::uint32_t k = 0; k < group; ++k) {
