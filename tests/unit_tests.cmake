@@ -61,6 +61,7 @@ velm_test(vexacore_image_file_test)
 velm_test(vexacore_image3d_test)
 velm_test(vexacore_parallel_test)
 velm_test(vexacore_pixel_deflate_test LIBRARIES ZLIB::ZLIB)
+velm_test(vexacore_pixel_inflate_test LIBRARIES ZLIB::ZLIB)
 velm_test(vexacore_tiff_file_test)
 
 # Hardware control

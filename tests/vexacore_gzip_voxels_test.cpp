@@ -4,6 +4,7 @@
 #include "support/temp_directory.h"
 #include "support/voxels.h"
 #include "support/zlib_reader.h"
+#include "support/zlib_writer.h"
 #include "vexacore/parallel.h"
 
 #include <cstring>
@@ -168,8 +169,7 @@ TEST_F(GzipVoxels, TableTellsEachBlocksLengthAndSum)
     for (std::size_t i = 0; i < member.count; ++i) {
         std::string const expected = bytes.substr(i * block_bytes, block_bytes);
         std::size_t const length = Little(file, member.Entry(i), 4);
-        EXPECT_TRUE(InflatedByZlib(file.substr(position, length) + BytesOf("\3\0", 2), -15,
-                                   expected.size()) == expected);
+        EXPECT_TRUE(BlocksInflatedByZlib(file.substr(position, length), expected.size()) == expected);
         EXPECT_EQ(Little(file, member.Entry(i) + 4, 4), Sum(expected));
         position += length;
     }
@@ -301,20 +301,85 @@ TEST_F(GzipVoxels, TableThatLiesNeverGivesWrongVoxels)
     }
 }
 
-// The file with all its blocks made one of the table, as they are in files of very large images.
-std::string WithOneLargeBlock(std::string const & whole, Image const & image)
+// The blocks of a compressed file, as its table tells them.
+std::vector<std::string> BlocksOf(std::string const & file)
 {
-    Member const member(whole);
-    std::string const blocks = whole.substr(member.data, whole.size() - 10 - member.data);
-    std::string table(12 + 4 + 12, '\0');
-    table.replace(0, 10, whole, member.begin, 10);
-    SetLittle(table, 10, 2, 16);
-    table.replace(12, 2, "VB");
-    SetLittle(table, 14, 2, 12);
-    SetLittle(table, 16, 4, std::size_t{1} << 26);
-    SetLittle(table, 20, 4, blocks.size());
-    SetLittle(table, 24, 4, Sum(BytesOf(image)));
-    return whole.substr(0, member.begin) + table + whole.substr(member.data);
+    Member const member(file);
+    std::vector<std::string> blocks;
+    std::size_t position = member.data;
+    for (std::size_t i = 0; i < member.count; ++i) {
+        blocks.push_back(file.substr(position, Little(file, member.Entry(i), 4)));
+        position += blocks.back().size();
+    }
+    return blocks;
+}
+
+// The compressed file of an image with other blocks, each of which holds so many bytes of the image.
+std::string WithBlocks(std::string const & file, Image const & image, std::vector<std::string> const & blocks,
+                       std::size_t bytes_of_each)
+{
+    std::string const bytes = BytesOf(image);
+    std::size_t const begin = Member(file).begin;
+    std::size_t const table_length = 4 + 8 * blocks.size();
+    std::string member(12 + 4 + table_length, '\0');
+    member.replace(0, 10, file, begin, 10);
+    SetLittle(member, 10, 2, 4 + table_length);
+    member.replace(12, 2, "VB");
+    SetLittle(member, 14, 2, table_length);
+    SetLittle(member, 16, 4, bytes_of_each);
+    for (std::size_t i = 0; i < blocks.size(); ++i) {
+        SetLittle(member, 20 + 8 * i, 4, blocks[i].size());
+        SetLittle(member, 24 + 8 * i, 4, Sum(bytes.substr(i * bytes_of_each, bytes_of_each)));
+        member += blocks[i];
+    }
+    return file.substr(0, begin) + member + file.substr(file.size() - 10);
+}
+
+// All blocks made one of the table, as they are in files of very large images.
+std::string WithOneLargeBlock(std::string const & file, Image const & image)
+{
+    std::string all;
+    for (std::string const & block : BlocksOf(file)) {
+        all += block;
+    }
+    return WithBlocks(file, image, {all}, std::size_t{1} << 26);
+}
+
+TEST_F(GzipVoxels, BlocksMayBeAnyDeflateData)
+{
+    Image image = SomeBlocks();
+    for (std::size_t i = 0; i < image.GetCount(); ++i) { // even without codes of their own worth it
+        image.SetVoxel(i, static_cast<unsigned short>(image.GetVoxel(i) % 31));
+    }
+    std::string const bytes = BytesOf(image);
+    std::string const file = Saved(image);
+    for (std::vector<std::size_t> const & others : {std::vector<std::size_t>{1}, {0, 1, 2}}) {
+        std::vector<std::string> blocks = BlocksOf(file);
+        for (std::size_t const i : others) { // with codes that are never written here
+            blocks[i] = DeflatedByZlib(bytes.substr(i * block_bytes, block_bytes), 6, Z_FIXED, Z_FULL_FLUSH);
+            ASSERT_EQ(blocks[i][0] & 7, 2);
+        }
+        _directory.Write("image.ics", WithBlocks(file, image, blocks, block_bytes));
+        EXPECT_TRUE(ReadsRightOrNotAtAll(image, nullptr));
+        Box const second_block_box(300, 150, 0, 50, 20, 1);
+        EXPECT_TRUE(ReadsRightOrNotAtAll(image, &second_block_box));
+        EXPECT_TRUE(ReadsRightOrNotAtAll(image, &third_block_box));
+
+        std::string const block = blocks[1];
+        std::string const second = bytes.substr(block_bytes, block_bytes);
+        for (std::string const & damaged :
+             {block + 'x', block.substr(0, block.size() - 1), block + std::string("\3\0", 2),
+              DeflatedByZlib(second, 6, Z_FIXED, Z_FINISH),
+              DeflatedByZlib(second + 'x', 6, Z_FIXED, Z_FULL_FLUSH),
+              DeflatedByZlib(second.substr(1), 6, Z_FIXED, Z_FULL_FLUSH),
+              DeflatedByZlib(second.substr(1) + 'x', 6, Z_FIXED, Z_FULL_FLUSH)}) {
+            blocks[1] = damaged;
+            _directory.Write("image.ics", WithBlocks(file, image, blocks, block_bytes));
+            EXPECT_FALSE(ReadsRightOrNotAtAll(image, nullptr));
+            EXPECT_FALSE(ReadsRightOrNotAtAll(image, &second_block_box));
+            EXPECT_TRUE(ReadsRightOrNotAtAll(image, &third_block_box));
+        }
+    }
 }
 
 TEST_F(GzipVoxels, BlocksMayBeTooLargeToBeKept)

@@ -25,6 +25,12 @@ inline std::string InflatedByZlib(std::string packed, int form, std::size_t expe
     return bytes;
 }
 
+// What zlib makes of deflate blocks none of which is final.
+inline std::string BlocksInflatedByZlib(std::string const & packed, std::size_t expected)
+{
+    return InflatedByZlib(packed + std::string("\3\0", 2), -15, expected);
+}
+
 } // namespace velm::test
 
 #endif
