@@ -229,8 +229,7 @@ TEST_F(IcsFile, WithABadHeaderIsRefused)
          "the file holds fewer voxels than its header promises"},
         {"layout\tsizes", "layout\tsizes\t8\t4294967295\t4294967295\t1",
          "the file holds fewer voxels than its header promises"},
-        {"representation\tcompression", "representation\tcompression\tgzip",
-         "the compressed voxels are damaged"},
+        {"representation\tcompression", "representation\tcompression\tgzip", "the file ends too early"},
         {"end", "", "the header has no end"},
     };
     for (auto const & test : cases) {

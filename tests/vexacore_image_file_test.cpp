@@ -194,6 +194,18 @@ TEST_P(ImageFile, ReadsABoxAsTheWholeReadWouldShowIt)
     }
 }
 
+TEST_P(ImageFile, ReadsABoxWhetherItsRowsLieCloseTogetherOrFarApart)
+{
+    auto const image = PatternImage<unsigned short>(3000, 60, 6);
+    Store(image);
+    for (Box const & box : {Box(100, 0, 0, 2900, 60, 6), Box(700, 5, 1, 1200, 50, 4),
+                            Box(0, 0, 0, 952, 60, 6), Box(0, 0, 0, 953, 60, 6), Box(2999, 0, 0, 1, 60, 6),
+                            Box(1, 59, 0, 2999, 1, 6), Box(0, 1, 0, 3000, 59, 6)}) {
+        EXPECT_TRUE(Voxels(Read<unsigned short>(Path(), &box)) == VoxelsOf(image, box))
+            << box.offset << box.size;
+    }
+}
+
 TEST_P(ImageFile, ReadsABoxOfEightBitVoxelsIntoSixteen)
 {
     auto const image = PatternImage<unsigned char>(20, 10, 4);

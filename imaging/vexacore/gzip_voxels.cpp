@@ -485,18 +485,9 @@ void GzipReader::ReadAll(unsigned char * target) const
 
 void GzipReader::InflateAll(unsigned char * target) const
 {
-    auto const length = static_cast<std::size_t>(_file.GetSize() - _position);
-    std::unique_ptr<unsigned char[]> const packed(new unsigned char[length]); // not zeroed first
-    UseLargePages(packed.get(), length);
-    _file.ReadAt(_position, packed.get(), length);
-    // Bytes behind the member are allowed, so the form that reports how many it used.
-    std::size_t used = 0;
-    std::size_t made = 0;
-    libdeflate_result const result = libdeflate_gzip_decompress_ex(
-        Inflater().Get(), packed.get(), length, target, static_cast<std::size_t>(_bytes), &used, &made);
-    if (result != LIBDEFLATE_SUCCESS || made != _bytes) {
-        _file.Reject(damaged);
-    }
+    Stream stream(_file, _position, Stream::Form::MEMBER);
+    stream.Read(target, _bytes);
+    stream.Finish();
 }
 
 void GzipReader::ReadSpans(BoxSpans const & spans, unsigned char * target) const

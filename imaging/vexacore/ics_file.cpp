@@ -324,23 +324,54 @@ class IcsReader : public GreyReader {
         _ics = HeaderParser(_file, text).Parse();
     }
 
-    // On all cores: handing out the memory costs more than copying.
+    // On all cores where it's much: handing out the memory costs more than copying.
     void ReadPlain(BoxSpans const & spans, unsigned char * target) const
     {
         constexpr std::uint64_t spans_at_once = 64;
         constexpr std::uint64_t bytes_at_once = std::uint64_t{1} << 21;
         std::uint64_t const length = spans.GetLength();
         std::uint64_t const pieces = (length - 1) / bytes_at_once + 1; // of one span
-        std::uint64_t const spans_each = pieces > 1 ? 1 : spans_at_once;
+        bool const little = spans.GetCount() * length < bytes_at_once;
+        std::uint64_t const spans_each = little ? spans.GetCount() : pieces > 1 ? 1 : spans_at_once;
         std::uint64_t const parts = (spans.GetCount() - 1) / spans_each + 1;
         ParallelFor(static_cast<std::size_t>(parts * pieces), [&](std::size_t item) {
             std::uint64_t const first = item / pieces * spans_each;
-            std::uint64_t const begin = item % pieces * bytes_at_once;
-            for (std::uint64_t i = first; i < std::min(first + spans_each, spans.GetCount()); ++i) {
-                _file.ReadAt(_ics.length + spans.GetStart(i) + begin, target + i * length + begin,
-                             static_cast<std::size_t>(std::min(length - begin, bytes_at_once)));
+            if (pieces == 1) {
+                ReadSpans(spans, first, std::min(first + spans_each, spans.GetCount()), target);
+                return;
             }
+            std::uint64_t const begin = item % pieces * bytes_at_once;
+            _file.ReadAt(_ics.length + spans.GetStart(first) + begin, target + first * length + begin,
+                         static_cast<std::size_t>(std::min(length - begin, bytes_at_once)));
         });
+    }
+
+    // Spans that lie close together are read with what is between them, as a system call takes as long as
+    // copying that.
+    void ReadSpans(BoxSpans const & spans, std::uint64_t first, std::uint64_t end,
+                   unsigned char * target) const
+    {
+        constexpr std::uint64_t worth_a_call = 4096;
+        constexpr std::size_t most_together = std::size_t{1} << 16;
+        std::uint64_t const length = spans.GetLength();
+        std::vector<unsigned char> together;
+        while (first < end) {
+            std::uint64_t const start = spans.GetStart(first);
+            std::uint64_t stop = start + length;
+            std::uint64_t next = first + 1;
+            while (next < end && spans.GetStart(next) - stop < worth_a_call &&
+                   spans.GetStart(next) + length - start <= most_together) {
+                stop = spans.GetStart(next++) + length;
+            }
+            if (next == first + 1) {
+                _file.ReadAt(_ics.length + start, target + first * length, static_cast<std::size_t>(length));
+            } else {
+                together.resize(most_together);
+                _file.ReadAt(_ics.length + start, together.data(), static_cast<std::size_t>(stop - start));
+                spans.Copy(together.data(), start, stop - start, target);
+            }
+            first = next;
+        }
     }
 
     // Where the line "end" begins, of which all must be there. The reference library gives it an empty field.
