@@ -6,6 +6,7 @@
 #include "fuzz_record.h"
 #include "nubo/histogram.h"
 #include "vexaalgo/labeled_image.h"
+#include "vexacore/pixel_deflate.h"
 
 #include <cstdio>
 #include <fstream>
@@ -171,6 +172,60 @@ void WriteMixes(Seeds const & seeds)
     }
 }
 
+// The pieces that the target takes off: how many, what lies behind, the sizes of each, and their data.
+class Pieces {
+  public:
+    void Add(std::size_t pixels, unsigned int (*pixel)(unsigned int))
+    {
+        std::string bytes;
+        for (unsigned int i = 0; i < pixels; ++i) {
+            bytes += static_cast<char>(pixel(i));
+            bytes += static_cast<char>(pixel(i) >> 8);
+        }
+        std::string packed(vexa::PixelDeflater::GetRoom(pixels), '\0');
+        packed.resize(vexa::PixelDeflater().Compress(reinterpret_cast<unsigned char const *>(bytes.data()),
+                                                     pixels,
+                                                     reinterpret_cast<unsigned char *>(packed.data())));
+        for (std::size_t const size : {bytes.size(), packed.size()}) {
+            _sizes += static_cast<char>(size);
+            _sizes += static_cast<char>(size >> 8);
+        }
+        _data += packed;
+        ++_count;
+    }
+
+    std::string Get() const { return static_cast<char>(_count - 1) + ('\0' + _sizes) + _data; }
+
+  private:
+    int _count = 0;
+    std::string _sizes;
+    std::string _data;
+};
+
+void WritePieces(Seeds const & seeds)
+{
+    struct {
+        char const * name;
+        unsigned int (*pixel)(unsigned int);
+    } const kinds[] = {
+        {"dark", [](unsigned int i) { return 100 + i * i % 7 * (i % 11) % 5; }},
+        {"bright", [](unsigned int i) { return 900 + i * i % 251 + i % 7 * 16; }},
+        {"one_value", [](unsigned int) { return 0x1234U; }},
+        {"runs", [](unsigned int i) { return 100 + i / 97 * i / 97 % 300; }},
+        {"stored", [](unsigned int i) { return i * 40503 % 65521; }},
+    };
+    for (auto const & kind : kinds) {
+        Pieces one;
+        one.Add(700, kind.pixel);
+        seeds.Write("inflate", kind.name, one.Get());
+    }
+    Pieces some;
+    for (std::size_t const i : {0, 3, 1}) {
+        some.Add(500 - 100 * i, kinds[i].pixel);
+    }
+    seeds.Write("inflate", "three_pieces", some.Get());
+}
+
 // What comes with the simulated microscope.
 void CopyInstallation(Seeds const & seeds)
 {
@@ -204,6 +259,7 @@ int main(int argc, char ** argv)
     WriteRecords(seeds, scratch);
     WriteCorrections(seeds);
     WriteMixes(seeds);
+    WritePieces(seeds);
     CopyInstallation(seeds);
     return 0;
 }
