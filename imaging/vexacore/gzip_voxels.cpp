@@ -333,7 +333,7 @@ class GzipReader::Stream {
 
 namespace {
 
-// The library's inflater for data that lie in memory as a whole.
+// libdeflate's inflater, which takes any data that lie in memory as a whole.
 class Inflater {
   public:
     Inflater() : _inflater(libdeflate_alloc_decompressor(), &libdeflate_free_decompressor)
@@ -378,7 +378,7 @@ class GzipReader::BlockInflater {
     }
 
   private:
-    // With the library's inflater, for a table may lead to blocks that somebody else has written.
+    // By libdeflate, for a table may lead to blocks that somebody else has written.
     static bool InflateAnyhow(PixelInflater::Piece const & piece)
     {
         // Only the member's last block is marked as such, so one that holds nothing follows.

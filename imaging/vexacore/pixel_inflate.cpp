@@ -21,25 +21,30 @@ constexpr unsigned int longest_code = 15;
 constexpr unsigned int look_up_bits = 12;
 constexpr std::size_t table_size = std::size_t{1} << look_up_bits;
 
-// What the data go on with, by their next bits. That is one literal or two, or, with pixels_repeated, the
-// repetition of three pixels, or, with not_literals alone, anything that takes more than one look-up.
+// What the data go on with, found by their next bits: one literal or two; the repetition of three pixels
+// together with its distance, which is marked as both not_literals and pixels_repeated; or, marked as
+// not_literals alone, anything that takes more than one look-up.
 using Entry = std::uint32_t;
-constexpr Entry taken_mask = 63;           // how many bits it takes, the distance's extra bits included
-constexpr unsigned int literals_shift = 6; // how many literals it is, 2 bits
-constexpr Entry one_literal = 1 << literals_shift;
-constexpr Entry literals_mask = 3;
-constexpr unsigned int code_shift = 6; // of a repetition, how many bits its two codes have, 4 bits
-constexpr unsigned int extra_shift =
-    12; // of a repetition, how many of its distance's bits follow them, 4 bits
-constexpr Entry small_mask = 15;
+constexpr Entry taken_mask = 63; // how many bits all of it has, the distance's extra bits included
 constexpr Entry not_literals = 1 << 10;
 constexpr Entry pixels_repeated = 1 << 11;
-constexpr unsigned int value_shift = 16; // the literals, the first one lowest, or the least distance
+
+// Of literals: how many they are, 2 bits, and their values, the first one lowest.
+constexpr unsigned int literals_shift = 6;
+constexpr Entry literals_mask = 3;
+constexpr Entry one_literal = 1 << literals_shift;
+constexpr unsigned int value_shift = 16;
+
+// Of a repetition: how many bits its two codes have, how many extra bits of its distance follow them, and, at
+// value_shift, the least distance, to which these are added.
+constexpr unsigned int codes_shift = 6;
+constexpr unsigned int extra_shift = 12;
+constexpr Entry four_bits = 15;
 
 constexpr std::size_t repeated_bytes = 6;
-constexpr Entry too_long = taken_mask; // in the table of distances: for the look-up
+constexpr Entry too_long = taken_mask; // in the table of distances, of codes that exceed any look-up
 
-// The most bytes that two look-ups and more write, those included that mean nothing.
+// No step of a lane writes more, those bytes included that the next one overwrites.
 constexpr std::size_t step_bytes = 16;
 
 // What a symbol of a length or of a distance stands for: a number, to which extra bits are added.
@@ -70,7 +75,7 @@ Extended DistanceOf(unsigned int symbol)
     return {1 + ((2 + symbol % 2) << extra_bits), extra_bits};
 }
 
-// A literal with what follows it, where that is another within the look-up.
+// A literal together with what follows it where that is another one within the look-up, else alone.
 Entry JoinLiterals(Entry first, Entry second)
 {
     Entry const taken = (first & taken_mask) + (second & taken_mask);
@@ -81,16 +86,16 @@ Entry JoinLiterals(Entry first, Entry second)
     return taken | 2 * one_literal | values << value_shift;
 }
 
-// A repetition with its distance. As a step copies them before it knows what they are, the pixels must lie as
-// far back as there are of them.
+// A repetition with its distance, where both codes are within the look-up. As a step copies all six bytes at
+// once, those that are nearer would not be there yet.
 Entry JoinDistance(Entry repetition, Entry distance)
 {
     Entry const codes = (repetition & taken_mask) + (distance & taken_mask);
     if (codes > look_up_bits || distance >> value_shift < repeated_bytes) {
         return not_literals;
     }
-    Entry const extra = distance >> extra_shift & small_mask;
-    return (codes + extra) | codes << code_shift | not_literals | pixels_repeated | extra << extra_shift |
+    Entry const extra = distance >> extra_shift & four_bits;
+    return (codes + extra) | codes << codes_shift | not_literals | pixels_repeated | extra << extra_shift |
            distance >> value_shift << value_shift;
 }
 
@@ -145,11 +150,11 @@ class Code {
             index += _counts[length];
             first = (first + _counts[length]) << 1;
         }
-        return {0, 0}; // of a code that isn't complete only
+        return {0, 0}; // only of a code that isn't complete
     }
 
-    // Calls put(symbol, length) for every entry of a table that is looked up by the next bits, for symbols
-    // whose codes are not too long for it.
+    // Calls put(entry, symbol, length) for every entry of a table that is looked up by the next bits, as far
+    // as these begin with a code that is not too long for it.
     template <typename Put>
     void ForEachEntry(Put const & put) const
     {
@@ -192,8 +197,8 @@ class PixelInflater::Lane {
     // isn't.
     bool Advance();
 
-    // Inflate on without care for the ends of a piece. One of two lanes, true for the first, or the only one
-    // has to advance then.
+    // Inflate, without care for the ends of a piece, until a lane has to advance. Of two RunBoth tells which:
+    // the first when true.
     static bool RunBoth(Lane & first, Lane & second);
     static void RunAlone(Lane & lane);
 
@@ -201,11 +206,12 @@ class PixelInflater::Lane {
     // A place in the data and in what is made of them. A copy of it stays in registers while a lane runs.
     struct Cursor {
         std::uint64_t bits;       // the next ones, the first lowest
-        std::uint64_t count;      // how many of them are there; the lowest six bits of it mean anything
+        std::uint64_t count;      // how many of them are there; only its lowest six bits count
         unsigned char const * in; // behind them
         unsigned char * out;
 
-        // At least 56 bits are there then. Reads 8 bytes.
+        // At least 56 bits are there then. Reads 8 bytes. Bits that don't count yet may be there already and
+        // are the same ones (F. Giesen, "Reading bits in far too many ways", 2018, variant 4).
         VEXA_LOOP_BODY void Refill()
         {
             bits |= LoadLittle64(in) << (count & 63);
@@ -213,7 +219,7 @@ class PixelInflater::Lane {
             count |= 56;
         }
 
-        // Any number of which the lowest six bits say how many bits to take.
+        // As many bits as the lowest six bits of the number say.
         VEXA_LOOP_BODY void Take(std::uint64_t taken)
         {
             bits >>= taken & 63;
@@ -268,7 +274,8 @@ void PixelInflater::Lane::Begin(Piece & piece)
     _failed = false;
 }
 
-// Up to four look-ups, or two of repetitions. False when it takes more care than this.
+// Up to four look-ups of literals, or up to two of repetitions. False when what comes next takes more care
+// than this.
 VEXA_LOOP_BODY bool PixelInflater::Lane::Step(Cursor & cursor) const
 {
     constexpr std::uint64_t mask = table_size - 1;
@@ -294,15 +301,16 @@ VEXA_LOOP_BODY bool PixelInflater::Lane::Step(Cursor & cursor) const
     return true;
 }
 
+// False when the distance leads to before the beginning.
 VEXA_LOOP_BODY bool PixelInflater::Lane::Repeat(Cursor & cursor, Entry entry) const
 {
     std::uint64_t const extra =
-        LowBits(cursor.bits >> (entry >> code_shift & small_mask), entry >> extra_shift & small_mask);
+        LowBits(cursor.bits >> (entry >> codes_shift & four_bits), entry >> extra_shift & four_bits);
     std::uint64_t const distance = (entry >> value_shift) + extra;
     if (distance > static_cast<std::uint64_t>(cursor.out - _target)) {
         return false;
     }
-    // At least 6 bytes back, so that those which mean anything are there.
+    // Of the 8 bytes the first 6 count; JoinDistance has seen to it that these are there.
     StoreLittle64(cursor.out, LoadLittle64(cursor.out - distance));
     cursor.out += repeated_bytes;
     cursor.Take(entry);
@@ -384,7 +392,7 @@ bool PixelInflater::Lane::EnterBlock()
 bool PixelInflater::Lane::CopyStored()
 {
     constexpr std::ptrdiff_t header = 4; // the number of bytes, and its complement
-    _at.in -= _at.CountBits() / 8;       // the rest of a byte is unused
+    _at.in -= _at.CountBits() / 8;       // behind the byte that was begun, whose rest is unused
     _at.bits = 0;
     _at.count = 0;
     if (_in_end - _at.in < header) {
@@ -479,7 +487,7 @@ void PixelInflater::Lane::FillTable()
     }
 }
 
-// One look-up's worth, or what doesn't fit into one.
+// One look-up's worth, or one symbol that doesn't fit into a look-up.
 void PixelInflater::Lane::StepWithCare()
 {
     Refill();
@@ -539,10 +547,11 @@ std::uint32_t PixelInflater::Lane::TakeBits(unsigned int count)
     return taken;
 }
 
-// Near the end of the piece some of the bits belong to what lies behind it.
+// Near the end of the piece some of the bits belong to what lies behind it. Whoever uses them up is found out
+// at the end of the block, or here, before anything is read that lies further behind than the padding.
 void PixelInflater::Lane::Refill()
 {
-    if (_at.in > _in_end + 8) {
+    if (_at.in > _in_end + padding - sizeof(std::uint64_t)) {
         _failed = true;
     } else {
         _at.Refill();

@@ -18,25 +18,27 @@ namespace vexa {
 // turn: the processor works on both at a time.
 //
 // Refuses what PixelDeflater doesn't write though it is valid: blocks that are marked as the last or have the
-// fixed codes, and codes with unused bits. An object is to be used by one thread at a time.
+// fixed codes, codes that leave some bits without a meaning, as that of a single symbol does, and pieces that
+// don't end with a whole byte. An object is to be used by one thread at a time; one that was moved from is
+// only to be assigned to or destroyed.
 class VEXA_API PixelInflater {
   public:
     struct Piece {
-        unsigned char const * packed; // whole blocks; padding more bytes behind them can be read
+        unsigned char const * packed; // whole blocks; behind them so many bytes as padding can be read
         std::size_t length;           // of the packed bytes
         unsigned char * target;
         std::size_t count;  // of the bytes that they are to make
         bool whole = false; // set by Inflate: they made exactly these
     };
 
-    static constexpr std::size_t padding = 16;
+    static constexpr std::size_t padding = 16; // bytes, of any value
 
     PixelInflater();
     ~PixelInflater();
     PixelInflater(PixelInflater && other) noexcept;
     PixelInflater & operator=(PixelInflater && other) noexcept;
 
-    // Writes to no byte but those of the pieces, and to all of them only where a piece is whole.
+    // Writes to no byte outside of the targets. What these hold means nothing where a piece isn't whole.
     void Inflate(std::vector<Piece> & pieces);
 
   private:
