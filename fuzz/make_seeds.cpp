@@ -125,7 +125,7 @@ void WriteRecords(Seeds const & seeds, std::string const & scratch)
     fov.SetCoord(VELM_Coord(1, 1200, -350, 8000));
     fov.SetNumSlices(3);
     fov.SetStepZ(5);
-    for (VELM_Channel channel : {MakeChannel(1, "Nuclei"), calibrated}) {
+    for (VELM_Channel const & channel : {MakeChannel(1, "Nuclei"), calibrated}) {
         depository.GetChannelListRef().Insert(channel);
     }
     fov.AddChannel(calibrated); // one is enough: time goes with the length of the file
