@@ -27,8 +27,9 @@ inline std::uint64_t LoadLittle64(unsigned char const * source)
 
 inline void StoreLittle16(unsigned char * target, std::uint64_t value)
 {
-    target[0] = static_cast<unsigned char>(value);
-    target[1] = static_cast<unsigned char>(value >> 8);
+    auto const low = static_cast<std::uint16_t>(value);
+    std::uint16_t const stored = __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__ ? __builtin_bswap16(low) : low;
+    std::memcpy(target, &stored, sizeof(stored));
 }
 
 inline void StoreLittle32(unsigned char * target, std::uint64_t value)

@@ -18,7 +18,7 @@ using namespace deflate;
 constexpr unsigned int longest_code = 15;
 
 // So that the tables of two lanes lie in the fastest cache.
-constexpr unsigned int look_up_bits = 12;
+constexpr unsigned int look_up_bits = 11;
 constexpr std::size_t table_size = std::size_t{1} << look_up_bits;
 
 // What the data go on with, found by their next bits: one literal or two; the repetition of three pixels
@@ -26,20 +26,20 @@ constexpr std::size_t table_size = std::size_t{1} << look_up_bits;
 // not_literals alone, anything that takes more than one look-up.
 using Entry = std::uint32_t;
 constexpr Entry taken_mask = 63; // how many bits all of it has, the distance's extra bits included
-constexpr Entry not_literals = 1 << 10;
-constexpr Entry pixels_repeated = 1 << 11;
+constexpr Entry not_literals = 1 << 6;
+constexpr Entry pixels_repeated = 1 << 7;
 
-// Of literals: how many they are, 2 bits, and their values, the first one lowest.
-constexpr unsigned int literals_shift = 6;
-constexpr Entry literals_mask = 3;
-constexpr Entry one_literal = 1 << literals_shift;
-constexpr unsigned int value_shift = 16;
+// Of literals: their values, the first one lowest, and how many they are.
+constexpr unsigned int value_shift = 8;
+constexpr Entry value_mask = 0xffff;
+constexpr unsigned int literals_shift = 30;
+constexpr Entry one_literal = Entry{1} << literals_shift;
 
 // Of a repetition: how many bits its two codes have, how many extra bits of its distance follow them, and, at
 // value_shift, the least distance, to which these are added.
-constexpr unsigned int codes_shift = 6;
-constexpr unsigned int extra_shift = 12;
-constexpr Entry four_bits = 15;
+constexpr unsigned int codes_shift = 24;
+constexpr Entry codes_mask = 15;
+constexpr unsigned int extra_shift = 28;
 
 constexpr std::size_t repeated_bytes = 6;
 constexpr Entry too_long = taken_mask; // in the table of distances, of codes that exceed any look-up
@@ -82,7 +82,7 @@ Entry JoinLiterals(Entry first, Entry second)
     if ((second & not_literals) != 0 || taken > look_up_bits) {
         return first;
     }
-    Entry const values = (first >> value_shift) + (second >> value_shift << 8);
+    Entry const values = (first >> value_shift & value_mask) + ((second >> value_shift & value_mask) << 8);
     return taken | 2 * one_literal | values << value_shift;
 }
 
@@ -91,12 +91,13 @@ Entry JoinLiterals(Entry first, Entry second)
 Entry JoinDistance(Entry repetition, Entry distance)
 {
     Entry const codes = (repetition & taken_mask) + (distance & taken_mask);
-    if (codes > look_up_bits || distance >> value_shift < repeated_bytes) {
+    Entry const least = distance >> value_shift & value_mask;
+    if (codes > look_up_bits || least < repeated_bytes) {
         return not_literals;
     }
-    Entry const extra = distance >> extra_shift & four_bits;
+    Entry const extra = distance >> extra_shift;
     return (codes + extra) | codes << codes_shift | not_literals | pixels_repeated | extra << extra_shift |
-           distance >> value_shift << value_shift;
+           least << value_shift;
 }
 
 std::uint32_t LowBits(std::uint64_t bits, unsigned int count)
@@ -293,8 +294,8 @@ VEXA_LOOP_BODY bool PixelInflater::Lane::Step(Cursor & cursor) const
         return (entry & pixels_repeated) == 0 || Repeat(cursor, entry);
     }
     for (int i = 0; i < literal_look_ups && (entry & not_literals) == 0; ++i) {
-        StoreLittle16(cursor.out, entry >> value_shift);
-        cursor.out += entry >> literals_shift & literals_mask;
+        StoreLittle16(cursor.out, entry >> value_shift & value_mask);
+        cursor.out += entry >> literals_shift;
         cursor.Take(entry);
         entry = _entries[cursor.bits & mask];
     }
@@ -304,9 +305,9 @@ VEXA_LOOP_BODY bool PixelInflater::Lane::Step(Cursor & cursor) const
 // False when the distance leads to before the beginning.
 VEXA_LOOP_BODY bool PixelInflater::Lane::Repeat(Cursor & cursor, Entry entry) const
 {
-    std::uint64_t const extra =
-        LowBits(cursor.bits >> (entry >> codes_shift & four_bits), entry >> extra_shift & four_bits);
-    std::uint64_t const distance = (entry >> value_shift) + extra;
+    std::uint64_t const behind_codes = cursor.bits >> (entry >> codes_shift & codes_mask);
+    std::uint64_t const distance =
+        (entry >> value_shift & value_mask) + LowBits(behind_codes, entry >> extra_shift);
     if (distance > static_cast<std::uint64_t>(cursor.out - _target)) {
         return false;
     }
@@ -492,7 +493,7 @@ void PixelInflater::Lane::StepWithCare()
 {
     Refill();
     Entry const entry = _entries[_at.bits & (table_size - 1)];
-    std::uint32_t const literals = entry >> literals_shift & literals_mask;
+    std::uint32_t const literals = entry >> literals_shift;
     if ((entry & not_literals) != 0) {
         StepBySymbol();
     } else if (literals > GetRoom()) {
