@@ -34,7 +34,7 @@ bool AreAlike(Frame const & a, unsigned short const * b, int tolerance)
 class FftwFilter {
   public:
     FftwFilter(unsigned int width, unsigned int height, vexa::HomomorphicFilterParams const & p)
-        : _width(width), _height(height), _columns(width / 2 + 1), _values(Allocate(width * height)),
+        : _columns(width / 2 + 1), _values(Allocate(width * height)),
           _spectrum(Allocate(2 * _columns * height)), _emphasis(_columns * height), _logarithms(65536)
     {
         auto * const frequencies = reinterpret_cast<fftwf_complex *>(_spectrum.get());
@@ -88,8 +88,6 @@ class FftwFilter {
 
     static Values Allocate(std::size_t count) { return Values(fftwf_alloc_real(count)); }
 
-    std::size_t _width;
-    std::size_t _height;
     std::size_t _columns;
     Values _values;
     Values _spectrum;
